@@ -1,0 +1,14 @@
+# Compiler settings shared by every target of the project.
+
+if(TALMIK_SANITIZE)
+  add_compile_options(-fsanitize=${TALMIK_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${TALMIK_SANITIZE})
+  if(TALMIK_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()
+
+# Our own code builds without warnings; third-party headers are included as SYSTEM.
+function(talmik_strict_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Werror)
+endfunction()
