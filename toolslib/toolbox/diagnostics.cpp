@@ -15,22 +15,34 @@ AssertReporter assertReporter = writeToStandardError;
 
 const char* builtinGeneralErrorString(int code) {
     switch (code) {
-        case 0: return "Success.";
-        case UIEOutOfMemory: return "Out of memory.";
-        case UIETooManyFilesOpen: return "Too many files are open.";
-        case UIEIOError: return "Input/output error.";
-        case UIEFileWasNotFound: return "File not found.";
-        case UIEAccessDenied: return "File access permission denied.";
-        case UIEDiskFull: return "Disk is full.";
-        default: return "No description available. ";
+        case 0:
+            return "Success.";
+        case UIEOutOfMemory:
+            return "Out of memory.";
+        case UIETooManyFilesOpen:
+            return "Too many files are open.";
+        case UIEIOError:
+            return "Input/output error.";
+        case UIEFileWasNotFound:
+            return "File not found.";
+        case UIEAccessDenied:
+            return "File access permission denied.";
+        case UIEDiskFull:
+            return "Disk is full.";
+        default:
+            return "No description available. ";
     }
 }
 
 GeneralErrorStringFunction generalErrorString = builtinGeneralErrorString;
 
 int plainBreakFlag = 0;
-int plainGet() { return plainBreakFlag; }
-void plainSet(int on) { plainBreakFlag = on != 0; }
+int plainGet() {
+    return plainBreakFlag;
+}
+void plainSet(int on) {
+    plainBreakFlag = on != 0;
+}
 BreakOnLibraryErrorsHooks breakHooks = {plainGet, plainSet};
 
 struct ToolboxErrorText {
@@ -106,6 +118,10 @@ void SetBreakOnLibraryErrorsHooks(const BreakOnLibraryErrorsHooks* hooks) {
         breakHooks = {plainGet, plainSet};
 }
 
-int ToolboxGetBreakOnLibraryErrors() { return breakHooks.get(); }
+int ToolboxGetBreakOnLibraryErrors() {
+    return breakHooks.get();
+}
 
-void ToolboxSetBreakOnLibraryErrors(int on) { breakHooks.set(on); }
+void ToolboxSetBreakOnLibraryErrors(int on) {
+    breakHooks.set(on);
+}

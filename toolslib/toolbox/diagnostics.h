@@ -64,7 +64,7 @@ void ToolboxSetBreakOnLibraryErrors(int on);
 
 // Switches break-on-library-errors off for one scope and restores it afterwards.
 class BreakOnLibraryErrorsOff {
-public:
+  public:
     BreakOnLibraryErrorsOff() : previous_(ToolboxGetBreakOnLibraryErrors()) {
         if (previous_) ToolboxSetBreakOnLibraryErrors(0);
     }
@@ -74,6 +74,6 @@ public:
     BreakOnLibraryErrorsOff(const BreakOnLibraryErrorsOff&) = delete;
     BreakOnLibraryErrorsOff& operator=(const BreakOnLibraryErrorsOff&) = delete;
 
-private:
+  private:
     int previous_;
 };

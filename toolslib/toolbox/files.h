@@ -3,8 +3,14 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
 
-enum { MAX_PATHNAME_LEN = 260, MAX_DRIVENAME_LEN = 3, MAX_DIRNAME_LEN = 256, MAX_FILENAME_LEN = 256 };
+enum {
+    MAX_PATHNAME_LEN = 260,
+    MAX_DRIVENAME_LEN = 3,
+    MAX_DIRNAME_LEN = 256,
+    MAX_FILENAME_LEN = 256
+};
 
 // 1 when the file exists (size set when not null), 0 when it does not, -1 when too many files
 // are open, -3 on any other failure, -4 when memory runs out.
@@ -21,6 +27,9 @@ int RenameFile(const char* existing, const char* newName);
 int GetFileWritability(const char* path, int* writable);
 int CreateAndOpenTemporaryFile(const char* path, const char* prefix, const char* extension,
                                const char* mode, char* nameBuffer, FILE** stream);
+// The same with the name returned whole, for paths longer than MAX_PATHNAME_LEN.
+int CreateAndOpenTemporaryFileNamed(const char* path, const char* prefix, const char* extension,
+                                    const char* mode, std::string* name, FILE** stream);
 int DeleteAndRename(const char* fromPath, const char* toPath);
 int RemoveFileIfExists(const char* path);
 

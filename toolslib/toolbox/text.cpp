@@ -8,8 +8,12 @@
 
 namespace {
 
-bool isSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
-int upper(char c) { return std::toupper(static_cast<unsigned char>(c)); }
+bool isSpace(char c) {
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+int upper(char c) {
+    return std::toupper(static_cast<unsigned char>(c));
+}
 
 // Bounds of s without leading and trailing white space: [*begin, *end).
 void trimmedBounds(const char* s, const char** begin, const char** end) {
