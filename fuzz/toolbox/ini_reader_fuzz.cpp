@@ -31,7 +31,8 @@ int appendLine(void* out, const char* line) {
     return 0;
 }
 
-std::string readAndWrite(const uint8_t* data, size_t size, bool sorted, bool internal, int* sections) {
+std::string readAndWrite(const uint8_t* data, size_t size, bool sorted, bool internal,
+                         int* sections) {
     IniText ini = Ini_New(sorted);
     if (internal) Ini_SortInternally(ini);
     Source src{data, size, 0};
@@ -75,7 +76,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     bool internal = size && (data[0] & 2);
     int firstCount = 0, secondCount = 0;
     std::string first = readAndWrite(data, size, sorted, internal, &firstCount);
-    readAndWrite(reinterpret_cast<const uint8_t*>(first.data()), first.size(), sorted, internal, &secondCount);
+    readAndWrite(reinterpret_cast<const uint8_t*>(first.data()), first.size(), sorted, internal,
+                 &secondCount);
     if (firstCount != secondCount) __builtin_trap();
     return 0;
 }

@@ -38,7 +38,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         int status = nonEmpty ? LineFile_ReadNonEmpty(lf, buffer.data(), maxChars, &length, &eof)
                               : LineFile_Read(lf, buffer.data(), maxChars, &length, &eof);
         if (status < 0 || eof) break;
-        if (length < 0 || length > maxChars || std::strlen(buffer.data()) > static_cast<size_t>(length))
+        if (length < 0 || length > maxChars ||
+            std::strlen(buffer.data()) > static_cast<size_t>(length))
             __builtin_trap();
         int64_t offset = LineFile_OffsetOfLastLine(lf);
         if (offset <= previousOffset || offset > static_cast<int64_t>(src.size)) __builtin_trap();
