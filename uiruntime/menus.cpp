@@ -27,7 +27,7 @@ QKeySequence shortcutOf(int key) {
     if (key == 0) return QKeySequence();
     int k = 0;
     int vkey = key & VAL_VKEY_MASK;
-    if (vkey >= VAL_F1_VKEY) k = Qt::Key_F1 + (vkey - VAL_F1_VKEY) / 0x100;
+    if (vkey >= VAL_F1_VKEY && vkey <= VAL_F1_VKEY + 11 * 0x100) k = Qt::Key_F1 + (vkey - VAL_F1_VKEY) / 0x100;
     else if (vkey) {
         static const std::pair<int, int> map[] = {
             {VAL_ESC_VKEY, Qt::Key_Escape},    {VAL_TAB_VKEY, Qt::Key_Tab},

@@ -288,10 +288,13 @@ int NumericControl::setAttribute(int attribute, const UiValue& v) {
             int t = static_cast<int>(n);
             if (t == e->dataType) return 0;
             bool wasReal = isRealType(e->dataType);
+            // Limits at the ends of the old type's range move to the ends of the new one;
+            // others are kept within the new range.
+            bool fullMin = e->minimum == typeMin(e->dataType);
+            bool fullMax = e->maximum == typeMax(e->dataType);
             e->dataType = t;
-            // Limits and value follow into the new type's range.
-            e->minimum = convertValue(e->minimum, t);
-            e->maximum = convertValue(e->maximum, t);
+            e->minimum = fullMin ? typeMin(t) : convertValue(e->minimum, t);
+            e->maximum = fullMax ? typeMax(t) : convertValue(e->maximum, t);
             e->increment = convertValue(e->increment, t);
             if (!isRealType(t) && e->increment.i == 0) e->increment.i = 1;
             e->value = clampValue(convertValue(e->value, t), e->minimum, e->maximum);

@@ -110,7 +110,7 @@ int Checker::checkNode(uint32_t index, int depth, std::vector<std::string>* file
 
 int Checker::run(std::vector<std::string>* rootFiles, std::string* error) {
     int rc = 0;
-    if (n_ < 20 || d_[0] != 'q' || d_[1] != 'r' || d_[2] != 'e' || d_[3] != 's') {
+    if (!d_ || n_ < 20 || d_[0] != 'q' || d_[1] != 'r' || d_[2] != 'e' || d_[3] != 's') {
         rc = fail("not a resource bundle");
     } else {
         read32(4, &version_);
@@ -137,7 +137,7 @@ int Checker::run(std::vector<std::string>* rootFiles, std::string* error) {
 
 int checkResourceBundle(const unsigned char* data, size_t size, std::vector<std::string>* rootFiles,
                         std::string* error) {
-    if (!data) return UIENullPointer;
+    if (!data && size > 0) return UIENullPointer;
     if (size > kMaxBundleSize) {
         if (error) *error = "the file is too large";
         return UIEBadResourceFile;

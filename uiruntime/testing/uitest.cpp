@@ -213,7 +213,7 @@ int keyOf(int code, QString* text, Qt::KeyboardModifiers* mods) {
         if (!(*mods & (Qt::ControlModifier | Qt::AltModifier))) *text = QString(ch);
         return QChar(ch).toUpper().unicode();
     }
-    if (vkey >= VAL_F1_VKEY) return Qt::Key_F1 + (vkey - VAL_F1_VKEY) / 0x100;
+    if (vkey >= VAL_F1_VKEY) return vkey <= VAL_F1_VKEY + 11 * 0x100 ? Qt::Key_F1 + (vkey - VAL_F1_VKEY) / 0x100 : 0;
     switch (vkey) {
         case VAL_ESC_VKEY: return Qt::Key_Escape;
         case VAL_TAB_VKEY: return Qt::Key_Tab;
@@ -233,12 +233,9 @@ int keyOf(int code, QString* text, Qt::KeyboardModifiers* mods) {
     }
 }
 
-// The widget a key goes to: the one that holds the focus inside the control.
-QWidget* keyTarget(Control* c) {
-    if (auto* e = qobject_cast<NumericEdit*>(c->widget))
-        if (QLineEdit* le = e->findChild<QLineEdit*>()) return le;
-    return c->widget;
-}
+// The widget a key goes to: the control's own widget, which holds the focus (a numeric field
+// passes keys on to its editor itself).
+QWidget* keyTarget(Control* c) { return c->widget; }
 
 void pressEnter(Control* c) {
     QWidget* w = keyTarget(c);
