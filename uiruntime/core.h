@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "uiruntime/reporting.h"
 #include "uiruntime/uidefs.h"
 #include "uiruntime/userint.h"
 #include "uiruntime/values.h"
@@ -265,6 +266,7 @@ struct Runtime {
 };
 
 Runtime* runtime();  // null before InitKestrelRTEEx and after CloseKestrelRTE
+
 bool onGuiThread();
 void setLastLoadError(const std::string& text);
 

@@ -20,6 +20,7 @@
 #include "toolslib/toolbox/diagnostics.h"
 #include "uiruntime/core.h"
 #include "uiruntime/dispatcher.h"
+#include "uiruntime/syshelp.h"
 #include "uiruntime/uiscan.h"
 #include "uiruntime/userint.h"
 #include "uiruntime/utility.h"
@@ -50,11 +51,6 @@ int boleGet() { return g_breakOnLibraryErrors.load(); }
 void boleSet(int on) { g_breakOnLibraryErrors.store(on != 0); }
 const BreakOnLibraryErrorsHooks kBoleHooks = {boleGet, boleSet};
 
-void assertReporter(const char* text) {
-    if (runtime() && onGuiThread()) MessagePopup("Assert", text);
-    std::fputs(text, stderr);
-    std::fputc('\n', stderr);
-}
 
 // True when the environment names a display that can plausibly be opened.
 bool displayAvailable() {
@@ -88,6 +84,12 @@ void registerStandardFonts(Runtime* rt) {
 }  // namespace
 
 Runtime* runtime() { return g_runtime; }
+
+void reportAssert(const char* text) {
+    std::fputs(text, stderr);
+    std::fputc('\n', stderr);
+    if (runtime() && onGuiThread()) MessagePopup("Assert", text);
+}
 
 bool onGuiThread() { return g_runtime && CurrThreadId() == g_runtime->guiThread; }
 
@@ -440,7 +442,7 @@ int InitKestrelRTEEx(int, char** argv, int) {
     }
     SetGeneralErrorStringFunction(GetUILErrorString);
     SetBreakOnLibraryErrorsHooks(&kBoleHooks);
-    SetAssertReporter(assertReporter);
+    SetAssertReporter(reportAssert);
     return 1;
 }
 
@@ -454,6 +456,7 @@ void CloseKestrelRTE() {
         q.calls.clear();
         q.wakePending = false;
     }
+    stopHelpViewer();
     std::vector<int> tops;
     for (auto& [h, p] : rt->panels)
         if (p->parent == 0) tops.push_back(h);

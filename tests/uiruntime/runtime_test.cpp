@@ -8,6 +8,7 @@
 
 #include "support.h"
 #include "toolslib/toolbox/diagnostics.h"
+#include "uiruntime/reporting.h"
 
 namespace {
 
@@ -129,6 +130,31 @@ TEST_F(Runtime, ThreadIdsDifferAndStay) {
     std::thread([&there] { there = CurrThreadId(); }).join();
     EXPECT_GT(there, 0);
     EXPECT_NE(there, here);
+}
+
+}  // namespace
+
+namespace {
+
+// The toolbox's assertions are reported in a popup titled "Assert" while the runtime runs.
+TEST_F(Runtime, AssertionsAreShownInAPopup) {
+    ::testing::internal::CaptureStderr();
+    uir::reportAssert("Assert!\n\nParameter 1 to SetHandleSize was NULL.\n\nProgram aborting.");
+    std::string err = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(err.find("SetHandleSize"), std::string::npos);
+    ASSERT_EQ(UiTest_Popups().size(), 1u);
+    EXPECT_EQ(UiTest_Popups()[0].title, "Assert");
+    EXPECT_NE(UiTest_Popups()[0].text.find("Parameter 1 to SetHandleSize was NULL."), std::string::npos);
+}
+
+TEST(RuntimeDeath, DoAssertReportsThenAborts) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_DEATH(
+        {
+            UiTest_Start();
+            DoAssert(0, "toolslib/toolbox/toolbox", 42, "Null string passed to first parameter of StringCopyMax");
+        },
+        "Null string passed.*line 42 of file 'toolslib/toolbox/toolbox'");
 }
 
 }  // namespace
