@@ -89,7 +89,7 @@ int GetFirstFile(const char* searchPath, int normal, int readOnly, int, int hidd
     size_t slash = spec.rfind('/');
     std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : spec.substr(0, slash);
     std::string pattern = slash == std::string::npos ? spec : spec.substr(slash + 1);
-    if (pattern.empty()) pattern = "*";
+    if (pattern.empty()) pattern.assign(1, '*');
     DIR* d = ::opendir(dir.c_str());
     if (!d) return report("GetFirstFile", fileCodeOf(errno));
     std::vector<std::string> names;

@@ -102,7 +102,7 @@ std::string locate(const std::string& program) {
         size_t to = path.find(':', from);
         if (to == std::string::npos) to = path.size();
         std::string dir = path.substr(from, to - from);
-        if (dir.empty()) dir = ".";
+        if (dir.empty()) dir.assign(1, '.');
         std::string candidate = dir + "/" + program;
         if (executable(candidate)) return candidate;
         from = to + 1;

@@ -52,14 +52,14 @@ private:
 
 int Checker::checkName(uint32_t offset, std::string* name) {
     size_t at = size_t(names_) + offset;
-    uint16_t len;
-    uint32_t hash;
+    uint16_t len = 0;
+    uint32_t hash = 0;
     if (!read16(at, &len) || !read32(at + 2, &hash)) return fail("a name lies outside the file");
     size_t chars = at + 6;
     if (chars > n_ || (n_ - chars) / 2 < len) return fail("a name runs past the end of the file");
     name->clear();
     for (uint16_t k = 0; k < len; ++k) {
-        uint16_t c;
+        uint16_t c = 0;
         read16(chars + 2 * k, &c);
         // File names of a panel bundle are plain ASCII; anything else is kept as '?'.
         name->push_back(c < 0x80 ? static_cast<char>(c) : '?');
@@ -72,8 +72,8 @@ int Checker::checkNode(uint32_t index, int depth, std::vector<std::string>* file
     if (++visited_ > kMaxNodes) return fail("too many entries");
     size_t at = size_t(tree_) + size_t(index) * nodeSize_;
     if (at > n_ || n_ - at < nodeSize_) return fail("a directory entry lies outside the file");
-    uint32_t nameOffset;
-    uint16_t flags;
+    uint32_t nameOffset = 0;
+    uint16_t flags = 0;
     read32(at, &nameOffset);
     read16(at + 4, &flags);
     if (flags & ~(kCompressed | kDirectory | kCompressedZstd)) return fail("an entry has unknown flags");
@@ -82,7 +82,7 @@ int Checker::checkNode(uint32_t index, int depth, std::vector<std::string>* file
         if (int rc = checkName(nameOffset, &name)) return rc;
     }
     if (flags & kDirectory) {
-        uint32_t count, first;
+        uint32_t count = 0, first = 0;
         read32(at + 6, &count);
         read32(at + 10, &first);
         if (count > kMaxNodes) return fail("a directory has too many entries");
@@ -93,14 +93,14 @@ int Checker::checkNode(uint32_t index, int depth, std::vector<std::string>* file
         return 0;
     }
     if (index == 0) return fail("the root is not a directory");
-    uint32_t dataOffset, size;
+    uint32_t dataOffset = 0, size = 0;
     read32(at + 10, &dataOffset);
     size_t block = size_t(data_) + dataOffset;
     if (!read32(block, &size)) return fail("a data block lies outside the file");
     if (n_ - (block + 4) < size) return fail("a data block runs past the end of the file");
     if (flags & kCompressedZstd) return fail("zstd-compressed entries are not accepted");
     if (flags & kCompressed) {
-        uint32_t unpacked;
+        uint32_t unpacked = 0;
         if (size < 4 || !read32(block + 4, &unpacked)) return fail("a compressed block is too short");
         if (unpacked > kMaxBundleSize) return fail("a compressed block unpacks too large");
     }

@@ -3,6 +3,10 @@
 set -euo pipefail
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 cd "$top"
-cmake --preset release >/dev/null
-cmake --build --preset release --target uibench >/dev/null
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+if ! { cmake --preset release && cmake --build --preset release --target uibench; } >"$log" 2>&1; then
+  cat "$log" >&2
+  exit 1
+fi
 QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen} build/release/bin/uibench
