@@ -64,6 +64,7 @@ struct Panel {
     bool movable = true;
     int activeControl = 0;
     bool popupScripted = false;  // the test driver has taken care of this popup
+    bool floating = false;       // a child panel shown as a window while it is a popup
 
     Control* control(int id) const {
         auto it = controls.find(id);
@@ -329,6 +330,13 @@ void restack(Panel* p);
 int discardControl(Panel* p, int id);
 int insertListItemOnGui(int panel, int control, int index, const std::string& label, const Value& v,
                         bool hasValue);
+
+// A child panel installed as a popup becomes a dialog window over its parent, and back.
+void setFloating(Panel* p, bool on);
+// Whether a panel is the panel given or lies inside it.
+bool isInside(int panel, int outer);
+// Forgets every panel resource file read so far.
+void closeBundles();
 
 // Fonts and colours.
 QFont fontByName(const std::string& name, bool* known);

@@ -402,6 +402,12 @@ int loadPanel(int parent, const char* fileName, int resourceId, const char* cons
 
 }  // namespace
 
+void closeBundles() {
+    for (auto& [path, b] : bundles())
+        if (b) QResource::unregisterResource(b->data.data(), b->root);
+    bundles().clear();
+}
+
 }  // namespace uir
 
 using namespace uir;

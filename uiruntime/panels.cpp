@@ -187,6 +187,29 @@ int createPanel(int parent, const std::string& title, int top, int left, int hei
     return 0;
 }
 
+void setFloating(Panel* p, bool on) {
+    if (p->parent == 0 || p->floating == on) return;
+    Panel* parent = findPanel(p->parent);
+    if (!parent) return;
+    QRect g = p->window->geometry();
+    if (on) {
+        QPoint global = parent->content->mapToGlobal(g.topLeft());
+        p->window->setParent(parent->window->window(), Qt::Dialog);
+        p->window->setGeometry(QRect(global, g.size()));
+    } else {
+        QPoint local = parent->content->mapFromGlobal(g.topLeft());
+        p->window->setParent(parent->content, Qt::Widget);
+        p->window->setGeometry(QRect(local, g.size()));
+    }
+    p->floating = on;
+}
+
+bool isInside(int panel, int outer) {
+    for (Panel* p = findPanel(panel); p; p = findPanel(p->parent))
+        if (p->handle == outer) return true;
+    return false;
+}
+
 int addControl(Panel* p, std::unique_ptr<Control> c) {
     if (c->id == 0) c->id = p->nextControlId++;
     else p->nextControlId = std::max(p->nextControlId, c->id + 1);
@@ -369,12 +392,16 @@ int InstallPopup(int panel) {
     return guarded("InstallPopup", [&] {
         Panel* p = findPanel(panel);
         if (!p || p->discarding) return UIEInvalidPanel;
-        if (p->parent != 0) return UIEInvalidPanel;
         Runtime* rt = runtime();
         rt->popupStack.erase(std::remove(rt->popupStack.begin(), rt->popupStack.end(), panel),
                              rt->popupStack.end());
         rt->popupStack.push_back(panel);
         p->popupScripted = false;
+        if (p->parent != 0) {
+            // A child panel becomes a dialog over its parent for as long as it is a popup.
+            p->window->hide();
+            setFloating(p, true);
+        }
         if (!rt->test.active) {
             bool visible = !p->window->isHidden();
             if (visible) p->window->hide();
@@ -402,6 +429,7 @@ int RemovePopup(int removeAll) {
             if (Panel* p = findPanel(h)) {
                 p->window->hide();
                 p->window->setWindowModality(Qt::NonModal);
+                setFloating(p, false);
             }
         } while (removeAll && !rt->popupStack.empty());
         return 0;

@@ -470,6 +470,10 @@ void CloseKestrelRTE() {
     SetGeneralErrorStringFunction(nullptr);
     SetBreakOnLibraryErrorsHooks(nullptr);
     SetAssertReporter(nullptr);
+    closeBundles();
+    // Fonts and images go before the application that owns their caches.
+    rt->fonts.clear();
+    rt->bitmaps.clear();
     g_runtime = nullptr;
     if (rt->ownsApp) delete rt->app;
     delete rt;

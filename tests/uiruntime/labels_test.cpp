@@ -28,6 +28,8 @@ struct Case {
     size_t segments;
 };
 
+void PrintTo(const Case& c, std::ostream* os) { *os << c.plain; }
+
 class LabelPlain : public ::testing::TestWithParam<Case> {};
 
 TEST_P(LabelPlain, ParsesWithoutLosingText) {

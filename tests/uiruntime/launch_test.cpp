@@ -17,6 +17,8 @@ struct Split {
     std::vector<std::string> words;
 };
 
+void PrintTo(const Split& c, std::ostream* os) { *os << c.line; }
+
 class SplitCommandLine : public ::testing::TestWithParam<Split> {};
 
 TEST_P(SplitCommandLine, AsAShellSplitsWordsWithoutExpanding) {

@@ -25,6 +25,8 @@ struct Limits {
     const char* maxHex;
 };
 
+void PrintTo(const Limits& l, std::ostream* os) { *os << "type " << l.type; }
+
 class NumericTypes : public Numeric, public ::testing::WithParamInterface<Limits> {};
 
 // Each integer type reaches both ends of its range, and no further.

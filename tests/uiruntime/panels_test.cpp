@@ -161,8 +161,25 @@ TEST_F(Panels, AnInstalledPopupTakesAllInput) {
     EXPECT_EQ(UiTest_IsShown(dialog, 0), 0);
     EXPECT_EQ(UiTest_Commit(main, EXAMPLE_QUIT), 0);
     EXPECT_EQ(RemovePopup(0), UIENoPopupInstalled);
-    int child = NewPanel(main, "c", 0, 0, 10, 10);
-    EXPECT_EQ(InstallPopup(child), UIEInvalidPanel);
+}
+
+// A dialog loaded as a child of a panel can be the popup too; it stays that panel's child.
+TEST_F(Panels, AChildPanelCanBeAPopup) {
+    int main = load(EXAMPLE);
+    int dialog = LoadPanel(main, "example.uir", DIALOG);
+    ASSERT_EQ(InstallPopup(dialog), 0);
+    EXPECT_EQ(UiTest_IsShown(dialog, 0), 1);
+    EXPECT_EQ(UiTest_Commit(main, EXAMPLE_APPLY), UIEPanelBlockedByPopup);
+    EXPECT_EQ(UiTest_SetValue(dialog, DIALOG_ENTRY, "ASRL1::INSTR"), 0);
+    ASSERT_EQ(RemovePopup(0), 0);
+    int parent = 0;
+    GetPanelAttribute(dialog, ATTR_PANEL_PARENT, &parent);
+    EXPECT_EQ(parent, main);
+    EXPECT_EQ(UiTest_IsShown(dialog, 0), 0);
+    EXPECT_EQ(UiTest_Commit(main, EXAMPLE_APPLY), 0);
+    // Discarding the parent takes the dialog along.
+    DiscardPanel(main);
+    EXPECT_EQ(GetPanelAttribute(dialog, ATTR_PANEL_PARENT, &parent), UIEInvalidPanel);
 }
 
 TEST_F(Panels, ChildPanelsStayInFrontOfControls) {

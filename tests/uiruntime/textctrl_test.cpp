@@ -50,6 +50,8 @@ struct LineCase {
     int lines;
 };
 
+void PrintTo(const LineCase& c, std::ostream* os) { *os << c.lines << " lines"; }
+
 class TextBoxLines : public Text, public ::testing::WithParamInterface<LineCase> {};
 
 TEST_P(TextBoxLines, AFinalLineBreakEndsTheLastLine) {

@@ -100,6 +100,8 @@ struct Bad {
     const char* mentions;
 };
 
+void PrintTo(const Bad& b, std::ostream* os) { *os << b.what; }
+
 class ScanUiRefuses : public ::testing::TestWithParam<Bad> {};
 
 TEST_P(ScanUiRefuses, WithAReasonAndALine) {

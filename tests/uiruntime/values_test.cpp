@@ -16,6 +16,8 @@ struct ToType {
     Value expected;
 };
 
+void PrintTo(const ToType& c, std::ostream* os) { *os << c.what; }
+
 class ValueConversion : public ::testing::TestWithParam<ToType> {};
 
 TEST_P(ValueConversion, ConvertsToTheDataTypeOrRefuses) {

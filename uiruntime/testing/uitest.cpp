@@ -154,19 +154,13 @@ void installHooks() {
     rt->test.failure = fail;
 }
 
-// The top-level panel a panel belongs to.
-Panel* topOf(Panel* p) {
-    while (p && p->parent) p = findPanel(p->parent);
-    return p;
-}
-
 // 0 when the user could reach the control now.
 int reachable(int panel, int control, Control** out) {
     if (!runtime()) return UIENotInitialized;
     Panel* p = findPanel(panel);
     if (!p || p->discarding) return UIEInvalidPanel;
     Runtime* rt = runtime();
-    if (!rt->popupStack.empty() && topOf(p)->handle != rt->popupStack.back()) return UIEPanelBlockedByPopup;
+    if (!rt->popupStack.empty() && !isInside(panel, rt->popupStack.back())) return UIEPanelBlockedByPopup;
     if (control == 0) {
         if (out) *out = nullptr;
         return 0;
