@@ -48,7 +48,7 @@ private:
     };
     mutable std::mutex m_;
     std::vector<Slot> slots_;
-    std::vector<uint32_t> free_;
+    std::deque<uint32_t> free_;  // oldest first, so a slot rests long before it is reused
 };
 
 // Attribute values of one object, each stored at its full 64-bit width.

@@ -14,6 +14,9 @@ namespace {
 constexpr uint32_t kIndexBits = 20;
 constexpr uint32_t kIndexMask = (1u << kIndexBits) - 1;
 constexpr uint32_t kGenerationMask = (1u << (32 - kIndexBits)) - 1;
+// Slots are reused only once this many are free: with 12-bit generations a handle then comes
+// back after some four million closes at the earliest.
+constexpr size_t kMinFreeBeforeReuse = 1024;
 
 }  // namespace
 
@@ -22,9 +25,9 @@ constexpr uint32_t kGenerationMask = (1u << (32 - kIndexBits)) - 1;
 ViObject HandleTable::add(std::shared_ptr<Object> obj) {
     std::lock_guard<std::mutex> lock(m_);
     uint32_t index;
-    if (!free_.empty()) {
-        index = free_.back();
-        free_.pop_back();
+    if (free_.size() >= kMinFreeBeforeReuse || (!free_.empty() && slots_.size() >= kIndexMask)) {
+        index = free_.front();
+        free_.pop_front();
     } else {
         if (slots_.size() >= kIndexMask) return 0;
         index = static_cast<uint32_t>(slots_.size());
