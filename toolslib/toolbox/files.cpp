@@ -55,6 +55,18 @@ int GetFileInfo(const char* path, long* size) {
     }
 }
 
+int FileExists(const char* path, long* size) {
+    long found = -1;
+    int info;
+    {
+        BreakOnLibraryErrorsOff quiet;
+        info = GetFileInfo(path, &found);
+    }
+    if (size) *size = info == 1 ? found : -1;
+    if (info >= 0) return info;
+    return info == -4 ? UIEOutOfMemory : UIEIOError;
+}
+
 void SplitPath(const char* path, char* drive, char* directory, char* fileName) {
     std::string p = path ? path : "";
     std::string dir = directoryOf(p);

@@ -16,6 +16,10 @@ enum {
 // are open, -3 on any other failure, -4 when memory runs out.
 int GetFileInfo(const char* path, long* size);
 
+// 1 when the file exists (size set when not null), 0 when it does not (size -1), -12 when memory
+// runs out, -93 on any other failure.
+int FileExists(const char* path, long* size);
+
 // Splits into drive (always empty here), directory with its trailing '/', and file name.
 // Any output may be null; each is cut to its MAX_*_LEN.
 void SplitPath(const char* path, char* drive, char* directory, char* fileName);

@@ -22,6 +22,13 @@ TEST(Files, GetFileInfo) {
     EXPECT_EQ(GetFileInfo(dir.file("f/below").c_str(), nullptr), 0);  // through a file
     EXPECT_EQ(GetFileInfo(nullptr, nullptr), -3);
     EXPECT_EQ(GetFileInfo(std::string(5000, 'x').c_str(), nullptr), -3);  // name too long
+
+    size = 0;
+    EXPECT_EQ(FileExists(dir.file("f").c_str(), &size), 1);
+    EXPECT_EQ(size, 5);
+    EXPECT_EQ(FileExists(dir.file("missing").c_str(), &size), 0);
+    EXPECT_EQ(size, -1);
+    EXPECT_EQ(FileExists(std::string(5000, 'x').c_str(), nullptr), UIEIOError);
 }
 
 TEST(Files, SplitPath) {

@@ -432,6 +432,14 @@ TEST(Ini, WriteFailuresLeaveTheTargetIntact) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
 }
 
+TEST(Ini, NullPathWritesToStandardOutput) {
+    IniPtr ini = newIni();
+    Ini_PutInt(ini.get(), "S", "n", 5);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(Ini_WriteToFile(ini.get(), nullptr), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "[S]\nn = 5\n\n");
+}
+
 TEST(Ini, ReadErrorsKeepWhatWasRead) {
     IniPtr ini = newIni();
     struct State {
