@@ -37,8 +37,10 @@ public:
     const std::string& dir() const { return dir_; }
     const std::string& path() const { return path_; }
 
-    static std::string withBench(const std::string& extra = std::string()) {
-        return "[Bridgelets]\nsim = True\n\n[Simulation]\nFile1 = \"" + testData("data/bench.yaml") +
+    // bench: the device file, by default the one beside the ZU-VISA tests.
+    static std::string withBench(const std::string& extra = std::string(),
+                                 const std::string& bench = testData("data/bench.yaml")) {
+        return "[Bridgelets]\nsim = True\n\n[Simulation]\nFile1 = \"" + bench +
                "\"\n\n[Aliases]\nmeter = \"GPIB0::5::INSTR\"\n" + extra;
     }
 
