@@ -63,8 +63,7 @@ bool validHost(std::string_view h) {
     if (h.empty()) return false;
     for (char c : h) {
         bool ok = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-                  c == '.' || c == '-' || c == '_' || c == '[' || c == ']' || c == ':' ||
-                  c == '%';
+                  c == '.' || c == '-' || c == '_';
         if (!ok) return false;
     }
     return true;
@@ -73,7 +72,7 @@ bool validHost(std::string_view h) {
 bool validWord(std::string_view w) {
     if (w.empty()) return false;
     for (char c : w) {
-        if (static_cast<unsigned char>(c) <= ' ' || static_cast<unsigned char>(c) >= 0x7F) {
+        if (static_cast<unsigned char>(c) <= ' ' || static_cast<unsigned char>(c) >= 0x7F || c == ':') {
             return false;
         }
     }

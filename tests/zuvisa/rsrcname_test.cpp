@@ -58,7 +58,7 @@ TEST(ResourceName, RejectsMalformedNames) {
         "GPIB-VXI0::SERVANT", "VXI0::INSTR", "VXI0::40000::INSTR", "ASRL::INSTR", "ASRL1::2::INSTR",
         "TCPIP0::INSTR", "TCPIP0::host::SOCKET", "TCPIP0::host::70000::SOCKET", "TCPIP0::bad host",
         "USB0::0x12345::1::S::INSTR", "USB0::1::2::INSTR", "PXI0::2-99::INSTR", "PXI0::SLOT1::INSTR",
-        "FOO0::INSTR", "GPIB99999999::1", "GPIB0::5::INSTR::",
+        "FOO0::INSTR", "GPIB99999999::1", "GPIB0::5::INSTR::", "TCPIP::h34::0x560:", "USB0::1::2::a:b::INSTR",
     };
     for (const char* b : bad) {
         ResourceName r;
