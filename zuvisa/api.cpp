@@ -25,22 +25,26 @@ ViStatus guarded(F&& f) {
     }
 }
 
-// Runs f on the session behind vi; a resource manager answers "not supported".
+// Runs f on the session behind vi; a resource manager answers "not supported". An error
+// reaches the session's exception handlers, named by operation.
 template <typename F>
-ViStatus onSession(ViSession vi, F&& f) {
+ViStatus onSession(const char* operation, ViSession vi, F&& f) {
     return guarded([&]() -> ViStatus {
         std::shared_ptr<Object> o = Library::instance().handles.get(vi);
         if (!o) return VI_ERROR_INV_OBJECT;
         if (o->type == ObjType::Rm) return VI_ERROR_NSUP_OPER;
         if (o->type != ObjType::Session) return VI_ERROR_INV_OBJECT;
-        return f(static_cast<Session&>(*o));
+        Session& s = static_cast<Session&>(*o);
+        ViStatus st = f(s);
+        if (st < 0) raiseException(s, st, operation);
+        return st;
     });
 }
 
 // Runs f on the link with the session's access checked and its I/O serialised.
 template <typename F>
-ViStatus onLink(ViSession vi, F&& f) {
-    return onSession(vi, [&](Session& s) -> ViStatus {
+ViStatus onLink(const char* operation, ViSession vi, F&& f) {
+    return onSession(operation, vi, [&](Session& s) -> ViStatus {
         ViStatus st = checkAccess(s);
         if (st < 0) return st;
         std::lock_guard<std::mutex> io(s.ioMutex);
@@ -311,12 +315,12 @@ ZU_API ViStatus viStatusDesc(ViObject vi, ViStatus status, ViChar desc[]) {
 }
 
 ZU_API ViStatus viTerminate(ViObject vi, ViUInt16 degree, ViJobId jobId) {
-    return onSession(vi, [&](Session& s) { return terminateJob(s, degree, jobId); });
+    return onSession(__func__, vi, [&](Session& s) { return terminateJob(s, degree, jobId); });
 }
 
 ZU_API ViStatus viLock(ViSession vi, ViAccessMode lockType, ViUInt32 timeout,
                        ViConstKeyId requestedKey, ViChar accessKey[]) {
-    return onSession(vi, [&](Session& s) -> ViStatus {
+    return onSession(__func__, vi, [&](Session& s) -> ViStatus {
         std::string key;
         if (requestedKey) {
             size_t len = strnlen(requestedKey, VI_FIND_BUFLEN);
@@ -328,7 +332,7 @@ ZU_API ViStatus viLock(ViSession vi, ViAccessMode lockType, ViUInt32 timeout,
 }
 
 ZU_API ViStatus viUnlock(ViSession vi) {
-    return onSession(vi, [&](Session& s) { return unlockSession(s); });
+    return onSession(__func__, vi, [&](Session& s) { return unlockSession(s); });
 }
 
 // ---- events ----------------------------------------------------------------------------------
@@ -392,7 +396,7 @@ ZU_API ViStatus viUninstallHandler(ViSession vi, ViEventType eventType, ViHndlr 
 
 ZU_API ViStatus viRead(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
     if (retCnt) *retCnt = 0;
-    return onSession(vi, [&](Session& s) -> ViStatus {
+    return onSession(__func__, vi, [&](Session& s) -> ViStatus {
         if (!buf && cnt) return VI_ERROR_USER_BUF;
         size_t done = 0;
         ViStatus st = sessionRead(s, buf, cnt, &done);
@@ -403,7 +407,7 @@ ZU_API ViStatus viRead(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retCnt)
 
 ZU_API ViStatus viReadAsync(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPJobId jobId) {
     if (jobId) *jobId = 0;
-    return onSession(vi, [&](Session& s) -> ViStatus {
+    return onSession(__func__, vi, [&](Session& s) -> ViStatus {
         if (!buf && cnt) return VI_ERROR_USER_BUF;
         if (!(s.kind & kMessageKinds)) return VI_ERROR_NSUP_OPER;
         return startJob(s, true, buf, nullptr, cnt, jobId);
@@ -412,7 +416,7 @@ ZU_API ViStatus viReadAsync(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPJobId job
 
 ZU_API ViStatus viWrite(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
     if (retCnt) *retCnt = 0;
-    return onSession(vi, [&](Session& s) -> ViStatus {
+    return onSession(__func__, vi, [&](Session& s) -> ViStatus {
         if (!buf && cnt) return VI_ERROR_USER_BUF;
         size_t done = 0;
         ViStatus st = sessionWrite(s, buf, cnt, &done);
@@ -423,7 +427,7 @@ ZU_API ViStatus viWrite(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPUInt32 re
 
 ZU_API ViStatus viWriteAsync(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPJobId jobId) {
     if (jobId) *jobId = 0;
-    return onSession(vi, [&](Session& s) -> ViStatus {
+    return onSession(__func__, vi, [&](Session& s) -> ViStatus {
         if (!buf && cnt) return VI_ERROR_USER_BUF;
         if (!(s.kind & kMessageKinds)) return VI_ERROR_NSUP_OPER;
         return startJob(s, false, nullptr, buf, cnt, jobId);
@@ -432,7 +436,7 @@ ZU_API ViStatus viWriteAsync(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPJobI
 
 ZU_API ViStatus viReadToFile(ViSession vi, ViConstString filename, ViUInt32 cnt, ViPUInt32 retCnt) {
     if (retCnt) *retCnt = 0;
-    return onSession(vi, [&](Session& s) -> ViStatus {
+    return onSession(__func__, vi, [&](Session& s) -> ViStatus {
         ViUInt32 done = 0;
         ViStatus st = sessionReadToFile(s, filename, cnt, &done);
         if (retCnt) *retCnt = done;
@@ -443,7 +447,7 @@ ZU_API ViStatus viReadToFile(ViSession vi, ViConstString filename, ViUInt32 cnt,
 ZU_API ViStatus viWriteFromFile(ViSession vi, ViConstString filename, ViUInt32 cnt,
                                 ViPUInt32 retCnt) {
     if (retCnt) *retCnt = 0;
-    return onSession(vi, [&](Session& s) -> ViStatus {
+    return onSession(__func__, vi, [&](Session& s) -> ViStatus {
         ViUInt32 done = 0;
         ViStatus st = sessionWriteFromFile(s, filename, cnt, &done);
         if (retCnt) *retCnt = done;
@@ -452,11 +456,11 @@ ZU_API ViStatus viWriteFromFile(ViSession vi, ViConstString filename, ViUInt32 c
 }
 
 ZU_API ViStatus viAssertTrigger(ViSession vi, ViUInt16 protocol) {
-    return onSession(vi, [&](Session& s) { return sessionAssertTrigger(s, protocol); });
+    return onSession(__func__, vi, [&](Session& s) { return sessionAssertTrigger(s, protocol); });
 }
 
 ZU_API ViStatus viReadSTB(ViSession vi, ViPUInt16 status) {
-    return onSession(vi, [&](Session& s) -> ViStatus {
+    return onSession(__func__, vi, [&](Session& s) -> ViStatus {
         if (!status) return VI_ERROR_INV_PARAMETER;
         ViUInt16 stb = 0;
         ViStatus st = sessionReadStb(s, &stb);
@@ -466,20 +470,20 @@ ZU_API ViStatus viReadSTB(ViSession vi, ViPUInt16 status) {
 }
 
 ZU_API ViStatus viClear(ViSession vi) {
-    return onSession(vi, [&](Session& s) { return sessionClear(s); });
+    return onSession(__func__, vi, [&](Session& s) { return sessionClear(s); });
 }
 
 ZU_API ViStatus viSetBuf(ViSession vi, ViUInt16 mask, ViUInt32 size) {
-    return onSession(vi, [&](Session& s) { return sessionSetBuf(s, mask, size); });
+    return onSession(__func__, vi, [&](Session& s) { return sessionSetBuf(s, mask, size); });
 }
 
 ZU_API ViStatus viFlush(ViSession vi, ViUInt16 mask) {
-    return onSession(vi, [&](Session& s) { return sessionFlush(s, mask); });
+    return onSession(__func__, vi, [&](Session& s) { return sessionFlush(s, mask); });
 }
 
 ZU_API ViStatus viBufWrite(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
     if (retCnt) *retCnt = 0;
-    return onSession(vi, [&](Session& s) -> ViStatus {
+    return onSession(__func__, vi, [&](Session& s) -> ViStatus {
         if (!buf && cnt) return VI_ERROR_USER_BUF;
         size_t done = 0;
         ViStatus st = sessionBufWrite(s, buf, cnt, &done);
@@ -490,7 +494,7 @@ ZU_API ViStatus viBufWrite(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPUInt32
 
 ZU_API ViStatus viBufRead(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
     if (retCnt) *retCnt = 0;
-    return onSession(vi, [&](Session& s) -> ViStatus {
+    return onSession(__func__, vi, [&](Session& s) -> ViStatus {
         if (!buf && cnt) return VI_ERROR_USER_BUF;
         size_t done = 0;
         ViStatus st = sessionBufRead(s, buf, cnt, &done);
@@ -502,20 +506,20 @@ ZU_API ViStatus viBufRead(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retC
 // ---- interface-level operations --------------------------------------------------------------
 
 ZU_API ViStatus viVxiCommandQuery(ViSession vi, ViUInt16 mode, ViUInt32 cmd, ViPUInt32 response) {
-    return onLink(vi, [&](Link& l) { return l.vxiCommandQuery(mode, cmd, response); });
+    return onLink(__func__, vi, [&](Link& l) { return l.vxiCommandQuery(mode, cmd, response); });
 }
 ZU_API ViStatus viGpibControlREN(ViSession vi, ViUInt16 mode) {
-    return onLink(vi, [&](Link& l) { return l.gpibControlRen(mode); });
+    return onLink(__func__, vi, [&](Link& l) { return l.gpibControlRen(mode); });
 }
 ZU_API ViStatus viGpibControlATN(ViSession vi, ViUInt16 mode) {
-    return onLink(vi, [&](Link& l) { return l.gpibControlAtn(mode); });
+    return onLink(__func__, vi, [&](Link& l) { return l.gpibControlAtn(mode); });
 }
 ZU_API ViStatus viGpibSendIFC(ViSession vi) {
-    return onLink(vi, [&](Link& l) { return l.gpibSendIfc(); });
+    return onLink(__func__, vi, [&](Link& l) { return l.gpibSendIfc(); });
 }
 ZU_API ViStatus viGpibCommand(ViSession vi, ViConstBuf cmd, ViUInt32 cnt, ViPUInt32 retCnt) {
     if (retCnt) *retCnt = 0;
-    return onLink(vi, [&](Link& l) -> ViStatus {
+    return onLink(__func__, vi, [&](Link& l) -> ViStatus {
         if (!cmd && cnt) return VI_ERROR_USER_BUF;
         size_t done = 0;
         ViStatus st = l.gpibCommand(cmd, cnt, &done);
@@ -524,26 +528,26 @@ ZU_API ViStatus viGpibCommand(ViSession vi, ViConstBuf cmd, ViUInt32 cnt, ViPUIn
     });
 }
 ZU_API ViStatus viGpibPassControl(ViSession vi, ViUInt16 primAddr, ViUInt16 secAddr) {
-    return onLink(vi, [&](Link& l) { return l.gpibPassControl(primAddr, secAddr); });
+    return onLink(__func__, vi, [&](Link& l) { return l.gpibPassControl(primAddr, secAddr); });
 }
 ZU_API ViStatus viMapTrigger(ViSession vi, ViInt16 trigSrc, ViInt16 trigDest, ViUInt16 mode) {
-    return onLink(vi, [&](Link& l) { return l.mapTrigger(trigSrc, trigDest, mode); });
+    return onLink(__func__, vi, [&](Link& l) { return l.mapTrigger(trigSrc, trigDest, mode); });
 }
 ZU_API ViStatus viUnmapTrigger(ViSession vi, ViInt16 trigSrc, ViInt16 trigDest) {
-    return onLink(vi, [&](Link& l) { return l.unmapTrigger(trigSrc, trigDest); });
+    return onLink(__func__, vi, [&](Link& l) { return l.unmapTrigger(trigSrc, trigDest); });
 }
 ZU_API ViStatus viAssertIntrSignal(ViSession vi, ViInt16 mode, ViUInt32 statusID) {
-    return onLink(vi, [&](Link& l) { return l.assertIntrSignal(mode, statusID); });
+    return onLink(__func__, vi, [&](Link& l) { return l.assertIntrSignal(mode, statusID); });
 }
 ZU_API ViStatus viAssertUtilSignal(ViSession vi, ViUInt16 line) {
-    return onLink(vi, [&](Link& l) { return l.assertUtilSignal(line); });
+    return onLink(__func__, vi, [&](Link& l) { return l.assertUtilSignal(line); });
 }
 ZU_API ViStatus viVxiServantResponse(ViSession vi, ViInt16 mode, ViUInt32 resp) {
-    return onLink(vi, [&](Link& l) { return l.vxiServantResponse(mode, resp); });
+    return onLink(__func__, vi, [&](Link& l) { return l.vxiServantResponse(mode, resp); });
 }
 ZU_API ViStatus viUsbControlOut(ViSession vi, ViInt16 bmRequestType, ViInt16 bRequest,
                                 ViUInt16 wValue, ViUInt16 wIndex, ViUInt16 wLength, ViConstBuf buf) {
-    return onLink(vi, [&](Link& l) -> ViStatus {
+    return onLink(__func__, vi, [&](Link& l) -> ViStatus {
         if (!buf && wLength) return VI_ERROR_USER_BUF;
         return l.usbControlOut(bmRequestType, bRequest, wValue, wIndex, wLength, buf);
     });
@@ -552,7 +556,7 @@ ZU_API ViStatus viUsbControlIn(ViSession vi, ViInt16 bmRequestType, ViInt16 bReq
                                ViUInt16 wValue, ViUInt16 wIndex, ViUInt16 wLength, ViPBuf buf,
                                ViPUInt16 retCnt) {
     if (retCnt) *retCnt = 0;
-    return onLink(vi, [&](Link& l) -> ViStatus {
+    return onLink(__func__, vi, [&](Link& l) -> ViStatus {
         if (!buf && wLength) return VI_ERROR_USER_BUF;
         ViUInt16 done = 0;
         ViStatus st = l.usbControlIn(bmRequestType, bRequest, wValue, wIndex, wLength, buf, &done);
@@ -566,8 +570,8 @@ ZU_API ViStatus viUsbControlIn(ViSession vi, ViInt16 bmRequestType, ViInt16 bReq
 namespace {
 
 template <typename T>
-ViStatus inN(ViSession vi, ViUInt16 space, ViBusAddress64 offset, T* val) {
-    return onLink(vi, [&](Link& l) -> ViStatus {
+ViStatus inN(const char* op, ViSession vi, ViUInt16 space, ViBusAddress64 offset, T* val) {
+    return onLink(op, vi, [&](Link& l) -> ViStatus {
         if (!val) return VI_ERROR_INV_PARAMETER;
         ViUInt64 v = 0;
         ViStatus st = l.in(space, offset, static_cast<int>(sizeof(T) * 8), &v);
@@ -577,41 +581,41 @@ ViStatus inN(ViSession vi, ViUInt16 space, ViBusAddress64 offset, T* val) {
 }
 
 template <typename T>
-ViStatus outN(ViSession vi, ViUInt16 space, ViBusAddress64 offset, T val) {
-    return onLink(vi, [&](Link& l) { return l.out(space, offset, static_cast<int>(sizeof(T) * 8), val); });
+ViStatus outN(const char* op, ViSession vi, ViUInt16 space, ViBusAddress64 offset, T val) {
+    return onLink(op, vi, [&](Link& l) { return l.out(space, offset, static_cast<int>(sizeof(T) * 8), val); });
 }
 
 template <typename T>
-ViStatus moveInN(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViBusSize length, T* buf) {
-    return onLink(vi, [&](Link& l) -> ViStatus {
+ViStatus moveInN(const char* op, ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViBusSize length, T* buf) {
+    return onLink(op, vi, [&](Link& l) -> ViStatus {
         if (!buf && length) return VI_ERROR_USER_BUF;
         return l.moveIn(space, offset, static_cast<int>(sizeof(T) * 8), length, buf);
     });
 }
 
 template <typename T>
-ViStatus moveOutN(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViBusSize length, const T* buf) {
-    return onLink(vi, [&](Link& l) -> ViStatus {
+ViStatus moveOutN(const char* op, ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViBusSize length, const T* buf) {
+    return onLink(op, vi, [&](Link& l) -> ViStatus {
         if (!buf && length) return VI_ERROR_USER_BUF;
         return l.moveOut(space, offset, static_cast<int>(sizeof(T) * 8), length, buf);
     });
 }
 
-ViStatus moveAny(ViSession vi, ViUInt16 srcSpace, ViBusAddress64 srcOffset, ViUInt16 srcWidth,
+ViStatus moveAny(const char* op, ViSession vi, ViUInt16 srcSpace, ViBusAddress64 srcOffset, ViUInt16 srcWidth,
                  ViUInt16 destSpace, ViBusAddress64 destOffset, ViUInt16 destWidth, ViBusSize length) {
     int sw = widthBits(srcWidth), dw = widthBits(destWidth);
-    if (!sw || !dw) return onSession(vi, [](Session&) { return VI_ERROR_INV_WIDTH; });
-    return onLink(vi, [&](Link& l) { return l.move(srcSpace, srcOffset, sw, destSpace, destOffset, dw, length); });
+    if (!sw || !dw) return onSession(op, vi, [](Session&) { return VI_ERROR_INV_WIDTH; });
+    return onLink(op, vi, [&](Link& l) { return l.move(srcSpace, srcOffset, sw, destSpace, destOffset, dw, length); });
 }
 
 // Moves run to completion at once; the completion event still comes, as for a queued job.
-ViStatus moveAsyncAny(ViSession vi, ViUInt16 srcSpace, ViBusAddress64 srcOffset, ViUInt16 srcWidth,
+ViStatus moveAsyncAny(const char* op, ViSession vi, ViUInt16 srcSpace, ViBusAddress64 srcOffset, ViUInt16 srcWidth,
                       ViUInt16 destSpace, ViBusAddress64 destOffset, ViUInt16 destWidth,
                       ViBusSize length, ViPJobId jobId) {
     if (jobId) *jobId = 0;
-    ViStatus st = moveAny(vi, srcSpace, srcOffset, srcWidth, destSpace, destOffset, destWidth, length);
+    ViStatus st = moveAny(op, vi, srcSpace, srcOffset, srcWidth, destSpace, destOffset, destWidth, length);
     if (st == VI_ERROR_INV_OBJECT || st == VI_ERROR_NSUP_OPER || st == VI_ERROR_RSRC_LOCKED) return st;
-    return onSession(vi, [&](Session& s) -> ViStatus {
+    return onSession(op, vi, [&](Session& s) -> ViStatus {
         ViJobId id = Library::instance().nextJobId();
         if (jobId) *jobId = id;
         EventData e;
@@ -626,63 +630,63 @@ ViStatus moveAsyncAny(ViSession vi, ViUInt16 srcSpace, ViBusAddress64 srcOffset,
 
 }  // namespace
 
-ZU_API ViStatus viIn8(ViSession vi, ViUInt16 space, ViBusAddress offset, ViPUInt8 v) { return inN(vi, space, offset, v); }
-ZU_API ViStatus viIn16(ViSession vi, ViUInt16 space, ViBusAddress offset, ViPUInt16 v) { return inN(vi, space, offset, v); }
-ZU_API ViStatus viIn32(ViSession vi, ViUInt16 space, ViBusAddress offset, ViPUInt32 v) { return inN(vi, space, offset, v); }
-ZU_API ViStatus viIn64(ViSession vi, ViUInt16 space, ViBusAddress offset, ViPUInt64 v) { return inN(vi, space, offset, v); }
-ZU_API ViStatus viIn8Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViPUInt8 v) { return inN(vi, space, offset, v); }
-ZU_API ViStatus viIn16Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViPUInt16 v) { return inN(vi, space, offset, v); }
-ZU_API ViStatus viIn32Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViPUInt32 v) { return inN(vi, space, offset, v); }
-ZU_API ViStatus viIn64Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViPUInt64 v) { return inN(vi, space, offset, v); }
-ZU_API ViStatus viOut8(ViSession vi, ViUInt16 space, ViBusAddress offset, ViUInt8 v) { return outN(vi, space, offset, v); }
-ZU_API ViStatus viOut16(ViSession vi, ViUInt16 space, ViBusAddress offset, ViUInt16 v) { return outN(vi, space, offset, v); }
-ZU_API ViStatus viOut32(ViSession vi, ViUInt16 space, ViBusAddress offset, ViUInt32 v) { return outN(vi, space, offset, v); }
-ZU_API ViStatus viOut64(ViSession vi, ViUInt16 space, ViBusAddress offset, ViUInt64 v) { return outN(vi, space, offset, v); }
-ZU_API ViStatus viOut8Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViUInt8 v) { return outN(vi, space, offset, v); }
-ZU_API ViStatus viOut16Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViUInt16 v) { return outN(vi, space, offset, v); }
-ZU_API ViStatus viOut32Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViUInt32 v) { return outN(vi, space, offset, v); }
-ZU_API ViStatus viOut64Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViUInt64 v) { return outN(vi, space, offset, v); }
+ZU_API ViStatus viIn8(ViSession vi, ViUInt16 space, ViBusAddress offset, ViPUInt8 v) { return inN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viIn16(ViSession vi, ViUInt16 space, ViBusAddress offset, ViPUInt16 v) { return inN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viIn32(ViSession vi, ViUInt16 space, ViBusAddress offset, ViPUInt32 v) { return inN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viIn64(ViSession vi, ViUInt16 space, ViBusAddress offset, ViPUInt64 v) { return inN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viIn8Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViPUInt8 v) { return inN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viIn16Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViPUInt16 v) { return inN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viIn32Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViPUInt32 v) { return inN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viIn64Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViPUInt64 v) { return inN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viOut8(ViSession vi, ViUInt16 space, ViBusAddress offset, ViUInt8 v) { return outN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viOut16(ViSession vi, ViUInt16 space, ViBusAddress offset, ViUInt16 v) { return outN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viOut32(ViSession vi, ViUInt16 space, ViBusAddress offset, ViUInt32 v) { return outN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viOut64(ViSession vi, ViUInt16 space, ViBusAddress offset, ViUInt64 v) { return outN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viOut8Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViUInt8 v) { return outN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viOut16Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViUInt16 v) { return outN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viOut32Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViUInt32 v) { return outN(__func__, vi, space, offset, v); }
+ZU_API ViStatus viOut64Ex(ViSession vi, ViUInt16 space, ViBusAddress64 offset, ViUInt64 v) { return outN(__func__, vi, space, offset, v); }
 
-ZU_API ViStatus viMoveIn8(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt8 b) { return moveInN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveIn16(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt16 b) { return moveInN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveIn32(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt32 b) { return moveInN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveIn64(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt64 b) { return moveInN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveIn8Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt8 b) { return moveInN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveIn16Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt16 b) { return moveInN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveIn32Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt32 b) { return moveInN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveIn64Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt64 b) { return moveInN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveOut8(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt8 b) { return moveOutN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveOut16(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt16 b) { return moveOutN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveOut32(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt32 b) { return moveOutN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveOut64(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt64 b) { return moveOutN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveOut8Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt8 b) { return moveOutN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveOut16Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt16 b) { return moveOutN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveOut32Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt32 b) { return moveOutN(vi, sp, o, n, b); }
-ZU_API ViStatus viMoveOut64Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt64 b) { return moveOutN(vi, sp, o, n, b); }
+ZU_API ViStatus viMoveIn8(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt8 b) { return moveInN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveIn16(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt16 b) { return moveInN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveIn32(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt32 b) { return moveInN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveIn64(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt64 b) { return moveInN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveIn8Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt8 b) { return moveInN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveIn16Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt16 b) { return moveInN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveIn32Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt32 b) { return moveInN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveIn64Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt64 b) { return moveInN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveOut8(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt8 b) { return moveOutN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveOut16(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt16 b) { return moveOutN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveOut32(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt32 b) { return moveOutN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveOut64(ViSession vi, ViUInt16 sp, ViBusAddress o, ViBusSize n, ViAUInt64 b) { return moveOutN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveOut8Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt8 b) { return moveOutN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveOut16Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt16 b) { return moveOutN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveOut32Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt32 b) { return moveOutN(__func__, vi, sp, o, n, b); }
+ZU_API ViStatus viMoveOut64Ex(ViSession vi, ViUInt16 sp, ViBusAddress64 o, ViBusSize n, ViAUInt64 b) { return moveOutN(__func__, vi, sp, o, n, b); }
 
 ZU_API ViStatus viMove(ViSession vi, ViUInt16 srcSpace, ViBusAddress srcOffset, ViUInt16 srcWidth,
                        ViUInt16 destSpace, ViBusAddress destOffset, ViUInt16 destWidth, ViBusSize srcLength) {
-    return moveAny(vi, srcSpace, srcOffset, srcWidth, destSpace, destOffset, destWidth, srcLength);
+    return moveAny(__func__, vi, srcSpace, srcOffset, srcWidth, destSpace, destOffset, destWidth, srcLength);
 }
 ZU_API ViStatus viMoveEx(ViSession vi, ViUInt16 srcSpace, ViBusAddress64 srcOffset, ViUInt16 srcWidth,
                          ViUInt16 destSpace, ViBusAddress64 destOffset, ViUInt16 destWidth, ViBusSize srcLength) {
-    return moveAny(vi, srcSpace, srcOffset, srcWidth, destSpace, destOffset, destWidth, srcLength);
+    return moveAny(__func__, vi, srcSpace, srcOffset, srcWidth, destSpace, destOffset, destWidth, srcLength);
 }
 ZU_API ViStatus viMoveAsync(ViSession vi, ViUInt16 srcSpace, ViBusAddress srcOffset, ViUInt16 srcWidth,
                             ViUInt16 destSpace, ViBusAddress destOffset, ViUInt16 destWidth,
                             ViBusSize srcLength, ViPJobId jobId) {
-    return moveAsyncAny(vi, srcSpace, srcOffset, srcWidth, destSpace, destOffset, destWidth, srcLength, jobId);
+    return moveAsyncAny(__func__, vi, srcSpace, srcOffset, srcWidth, destSpace, destOffset, destWidth, srcLength, jobId);
 }
 ZU_API ViStatus viMoveAsyncEx(ViSession vi, ViUInt16 srcSpace, ViBusAddress64 srcOffset, ViUInt16 srcWidth,
                               ViUInt16 destSpace, ViBusAddress64 destOffset, ViUInt16 destWidth,
                               ViBusSize srcLength, ViPJobId jobId) {
-    return moveAsyncAny(vi, srcSpace, srcOffset, srcWidth, destSpace, destOffset, destWidth, srcLength, jobId);
+    return moveAsyncAny(__func__, vi, srcSpace, srcOffset, srcWidth, destSpace, destOffset, destWidth, srcLength, jobId);
 }
 
 ZU_API ViStatus viMapAddress(ViSession vi, ViUInt16 mapSpace, ViBusAddress mapOffset, ViBusSize mapSize,
                              ViBoolean access, ViAddr suggested, ViPAddr address) {
     if (address) *address = nullptr;
-    return onLink(vi, [&](Link& l) -> ViStatus {
+    return onLink(__func__, vi, [&](Link& l) -> ViStatus {
         if (!address) return VI_ERROR_INV_PARAMETER;
         return l.mapAddress(mapSpace, mapOffset, mapSize, access != VI_FALSE, suggested, address);
     });
@@ -692,15 +696,15 @@ ZU_API ViStatus viMapAddressEx(ViSession vi, ViUInt16 mapSpace, ViBusAddress64 m
     return viMapAddress(vi, mapSpace, mapOffset, mapSize, access, suggested, address);
 }
 ZU_API ViStatus viUnmapAddress(ViSession vi) {
-    return onLink(vi, [&](Link& l) { return l.unmapAddress(); });
+    return onLink(__func__, vi, [&](Link& l) { return l.unmapAddress(); });
 }
 
 namespace {
 template <typename T>
-void peekN(ViSession vi, ViAddr address, T* val) {
+void peekN(const char* op, ViSession vi, ViAddr address, T* val) {
     if (!val) return;
     *val = 0;
-    onLink(vi, [&](Link& l) -> ViStatus {
+    onLink(op, vi, [&](Link& l) -> ViStatus {
         ViUInt64 v = 0;
         ViStatus st = l.peek(address, static_cast<int>(sizeof(T) * 8), &v);
         *val = static_cast<T>(v);
@@ -708,23 +712,23 @@ void peekN(ViSession vi, ViAddr address, T* val) {
     });
 }
 template <typename T>
-void pokeN(ViSession vi, ViAddr address, T val) {
-    onLink(vi, [&](Link& l) { return l.poke(address, static_cast<int>(sizeof(T) * 8), val); });
+void pokeN(const char* op, ViSession vi, ViAddr address, T val) {
+    onLink(op, vi, [&](Link& l) { return l.poke(address, static_cast<int>(sizeof(T) * 8), val); });
 }
 }  // namespace
 
-ZU_API void viPeek8(ViSession vi, ViAddr a, ViPUInt8 v) { peekN(vi, a, v); }
-ZU_API void viPeek16(ViSession vi, ViAddr a, ViPUInt16 v) { peekN(vi, a, v); }
-ZU_API void viPeek32(ViSession vi, ViAddr a, ViPUInt32 v) { peekN(vi, a, v); }
-ZU_API void viPeek64(ViSession vi, ViAddr a, ViPUInt64 v) { peekN(vi, a, v); }
-ZU_API void viPoke8(ViSession vi, ViAddr a, ViUInt8 v) { pokeN(vi, a, v); }
-ZU_API void viPoke16(ViSession vi, ViAddr a, ViUInt16 v) { pokeN(vi, a, v); }
-ZU_API void viPoke32(ViSession vi, ViAddr a, ViUInt32 v) { pokeN(vi, a, v); }
-ZU_API void viPoke64(ViSession vi, ViAddr a, ViUInt64 v) { pokeN(vi, a, v); }
+ZU_API void viPeek8(ViSession vi, ViAddr a, ViPUInt8 v) { peekN(__func__, vi, a, v); }
+ZU_API void viPeek16(ViSession vi, ViAddr a, ViPUInt16 v) { peekN(__func__, vi, a, v); }
+ZU_API void viPeek32(ViSession vi, ViAddr a, ViPUInt32 v) { peekN(__func__, vi, a, v); }
+ZU_API void viPeek64(ViSession vi, ViAddr a, ViPUInt64 v) { peekN(__func__, vi, a, v); }
+ZU_API void viPoke8(ViSession vi, ViAddr a, ViUInt8 v) { pokeN(__func__, vi, a, v); }
+ZU_API void viPoke16(ViSession vi, ViAddr a, ViUInt16 v) { pokeN(__func__, vi, a, v); }
+ZU_API void viPoke32(ViSession vi, ViAddr a, ViUInt32 v) { pokeN(__func__, vi, a, v); }
+ZU_API void viPoke64(ViSession vi, ViAddr a, ViUInt64 v) { pokeN(__func__, vi, a, v); }
 
 ZU_API ViStatus viMemAlloc(ViSession vi, ViBusSize size, ViPBusAddress offset) {
     if (offset) *offset = 0;
-    return onLink(vi, [&](Link& l) -> ViStatus {
+    return onLink(__func__, vi, [&](Link& l) -> ViStatus {
         if (!offset) return VI_ERROR_INV_PARAMETER;
         return l.memAlloc(size, offset);
     });
@@ -733,6 +737,6 @@ ZU_API ViStatus viMemAllocEx(ViSession vi, ViBusSize size, ViPBusAddress64 offse
     return viMemAlloc(vi, size, offset);
 }
 ZU_API ViStatus viMemFree(ViSession vi, ViBusAddress offset) {
-    return onLink(vi, [&](Link& l) { return l.memFree(offset); });
+    return onLink(__func__, vi, [&](Link& l) { return l.memFree(offset); });
 }
 ZU_API ViStatus viMemFreeEx(ViSession vi, ViBusAddress64 offset) { return viMemFree(vi, offset); }

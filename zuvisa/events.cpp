@@ -270,6 +270,39 @@ ViStatus uninstallHandler(Session& s, ViEventType type, ViHndlr handler, ViAddr 
     return VI_ERROR_INV_HNDLR_REF;
 }
 
+void raiseException(Session& s, ViStatus status, const char* operation) {
+    EventData e;
+    e.type = VI_EVENT_EXCEPTION;
+    e.numbers = {{VI_ATTR_STATUS, static_cast<ViUInt32>(status)}};
+    e.texts = {{VI_ATTR_OPER_NAME, operation}};
+    std::vector<HandlerEntry> handlers;
+    {
+        EventState& ev = *s.events;
+        std::lock_guard<std::mutex> lock(ev.m);
+        auto m = ev.mechanisms.find(VI_EVENT_EXCEPTION);
+        if (ev.stop || m == ev.mechanisms.end()) return;
+        if (m->second & VI_SUSPEND_HNDLR) {
+            ev.suspended.push_back(std::move(e));
+            return;
+        }
+        if (!(m->second & VI_HNDLR)) return;
+        handlers = ev.handlers[VI_EVENT_EXCEPTION];
+    }
+    auto ctx = std::make_shared<EventObject>();
+    ctx->session = s.handle;
+    ctx->data = std::move(e);
+    ViEvent h = Library::instance().handles.add(ctx);
+    for (auto it = handlers.rbegin(); it != handlers.rend(); ++it) {
+        ViStatus st = VI_SUCCESS;
+        try {
+            st = it->fn(s.handle, VI_EVENT_EXCEPTION, h, it->user);
+        } catch (...) {
+        }
+        if (st == VI_SUCCESS_NCHAIN) break;
+    }
+    Library::instance().handles.take(h);
+}
+
 void stopEvents(Session& s) {
     std::shared_ptr<EventState> ev = s.events;
     std::thread worker;

@@ -320,7 +320,8 @@ ViStatus sessionWrite(Session& s, const ViByte* buf, size_t count, size_t* done,
     std::unique_lock<std::mutex> io(s.ioMutex, std::defer_lock);
     if (lockIo) io.lock();
     bool end = s.attrs.numberOr(VI_ATTR_SEND_END_EN, VI_TRUE) != VI_FALSE;
-    IoControl ctl = IoControl::fromTimeout(timeoutOf(s), cancel);
+    // Closing the session abandons a call that is still waiting.
+    IoControl ctl = IoControl::fromTimeout(timeoutOf(s), cancel ? cancel : &s.closing);
     return s.link->write(buf, count, end, ctl, done);
 }
 
@@ -331,7 +332,7 @@ ViStatus sessionRead(Session& s, ViByte* buf, size_t count, size_t* done,
     if (st < 0) return st;
     std::unique_lock<std::mutex> io(s.ioMutex, std::defer_lock);
     if (lockIo) io.lock();
-    IoControl ctl = IoControl::fromTimeout(timeoutOf(s), cancel);
+    IoControl ctl = IoControl::fromTimeout(timeoutOf(s), cancel ? cancel : &s.closing);
     return s.link->read(buf, count, readOptionsOf(s), ctl, done);
 }
 

@@ -60,5 +60,7 @@ void stopEvents(Session& s);
 void startEventWorker(Session& s);
 // Whether sessions of this kind know the event type.
 bool eventSupported(uint32_t kind, ViEventType type);
+// Calls the session's exception handlers, on the calling thread, for an operation that failed.
+void raiseException(Session& s, ViStatus status, const char* operation);
 
 }  // namespace zuvisa

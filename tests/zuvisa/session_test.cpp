@@ -248,6 +248,20 @@ TEST_F(Io, LockWaitsUntilTheOtherSessionUnlocks) {
     EXPECT_EQ(viLock(a, VI_EXCLUSIVE_LOCK, 0, nullptr, nullptr), VI_SUCCESS);
 }
 
+TEST_F(Io, ClosingASessionEndsAReadThatWaitsForever) {
+    ViSession vi = open("GPIB0::5::INSTR");
+    viSetAttribute(vi, VI_ATTR_TMO_VALUE, VI_TMO_INFINITE);
+    ViStatus st = VI_SUCCESS;
+    std::thread reader([&] {
+        char buf[8];
+        st = viRead(vi, reinterpret_cast<ViPBuf>(buf), sizeof buf, nullptr);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_EQ(viClose(vi), VI_SUCCESS);
+    reader.join();
+    EXPECT_EQ(st, VI_ERROR_ABORT);
+}
+
 TEST_F(Io, SessionsMayBeUsedFromSeveralThreads) {
     ViSession vi = open("GPIB0::5::INSTR");
     std::atomic<int> wrong{0};
