@@ -8,6 +8,7 @@ import sys
 import tempfile
 import threading
 import time
+import warnings
 
 import pyvisa
 from pyvisa import constants
@@ -36,6 +37,8 @@ def main():
                 '[Aliases]\nmeter = "GPIB0::5::INSTR"\n' % bench)
     os.environ["ZUVISA_CONFIG"] = config
 
+    # A configuration that does not load completely is a failure here, not a warning.
+    warnings.simplefilter("error", pyvisa.errors.VisaIOWarning)
     rm = pyvisa.ResourceManager(library)
     manf = rm.visalib.get_attribute(rm.session, constants.VI_ATTR_RSRC_MANF_ID)[0]
     check("resource manager reports the house manufacturer", manf == 0x0E5A, hex(manf))
