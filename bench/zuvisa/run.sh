@@ -5,4 +5,4 @@ top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 cd "$top"
 cmake --preset release >/dev/null
 cmake --build --preset release --target zuvisa_bench >/dev/null
-exec build/release/bin/zuvisa_bench tests/zuvisa/data/bench.yaml "${1:-2}"
+exec build/release/bin/zuvisa_bench "$top/tests/zuvisa/data/bench.yaml" "${1:-2}"

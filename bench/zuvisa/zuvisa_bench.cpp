@@ -40,7 +40,8 @@ int main(int argc, char** argv) {
         fprintf(stderr, "usage: %s <device file> [seconds]\n", argv[0]);
         return 2;
     }
-    std::string bench = argv[1];
+    char resolved[4096];
+    std::string bench = realpath(argv[1], resolved) ? resolved : argv[1];
     double seconds = argc > 2 ? atof(argv[2]) : 2.0;
     char dir[] = "/tmp/zuvisa-bench-XXXXXX";
     if (!mkdtemp(dir)) return 1;
