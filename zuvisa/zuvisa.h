@@ -9,7 +9,7 @@
    Chosen from the 12-bit range away from the blocks given to instrument makers. */
 #define HOUSE_MANF_ID 0x0E5A
 #define HOUSE_MANF_NAME "ZU Instruments"
-/* 1.0.0 as major.minor.sub in 12.12.8 bits, like the specification version. */
+/* 1.0.0, as major.minor.sub in 12.12.8 bits, the encoding of VI_SPEC_VERSION. */
 #define ZUVISA_IMPL_VERSION 0x00100000UL
 
 /* Read from a find list: the state of the VXI resource manager of the simulated or real buses
