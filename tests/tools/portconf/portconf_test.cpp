@@ -1,0 +1,87 @@
+#include "tools/portconf/portconf.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "../../zuvisa/testbench.h"
+#include "zuvisa/config.h"
+
+namespace portconf {
+namespace {
+
+using zuvisa::testing::TempConfig;
+
+std::string fileText(const std::string& path) {
+    std::stringstream s;
+    s << std::ifstream(path).rdbuf();
+    return s.str();
+}
+
+TEST(Portconf, EditsTheFileInForce) {
+    TempConfig tc("[Bridgelets]\nsim = True\n");
+    std::string out, err;
+    ASSERT_EQ(run({"disable", "sim"}, &out, &err), 0) << err;
+    ASSERT_EQ(run({"enable", "tcpip"}, &out, &err), 0) << err;
+    ASSERT_EQ(run({"add-sim", "/benches/a.yaml"}, &out, &err), 0) << err;
+    ASSERT_EQ(run({"add-sim", "/benches/b.yaml"}, &out, &err), 0) << err;
+    ASSERT_EQ(run({"add-sim", "/benches/a.yaml"}, &out, &err), 0) << err;  // listed once
+    ASSERT_EQ(run({"alias", "dmm", "GPIB0::22::INSTR"}, &out, &err), 0) << err;
+    zuvisa::Config c;
+    std::string why;
+    ASSERT_EQ(zuvisa::readConfigFile(tc.path(), &c, &why), VI_SUCCESS) << fileText(tc.path());
+    ASSERT_EQ(c.bridgelets.size(), 2u);
+    EXPECT_FALSE(c.bridgelets[0].enabled);
+    EXPECT_TRUE(c.bridgelets[1].enabled);
+    ASSERT_EQ(c.simulationFiles.size(), 2u);
+    EXPECT_EQ(c.simulationFiles[1], "/benches/b.yaml");
+    ASSERT_EQ(c.aliases.size(), 1u);
+
+    ASSERT_EQ(run({"remove-sim", "/benches/a.yaml"}, &out, &err), 0) << err;
+    EXPECT_EQ(run({"remove-sim", "/benches/zzz.yaml"}, &out, &err), 1);
+    ASSERT_EQ(run({"unalias", "dmm"}, &out, &err), 0) << err;
+    EXPECT_EQ(run({"unalias", "dmm"}, &out, &err), 1);
+    ASSERT_EQ(zuvisa::readConfigFile(tc.path(), &c, &why), VI_SUCCESS);
+    EXPECT_EQ(c.simulationFiles.size(), 1u);
+    EXPECT_TRUE(c.aliases.empty());
+}
+
+TEST(Portconf, ShowsAndLists) {
+    TempConfig tc(TempConfig::withBench("", zuvisa::testing::testData("../../zuvisa/data/bench.yaml")));
+    std::string out, err;
+    ASSERT_EQ(run({"show"}, &out, &err), 0) << err;
+    EXPECT_NE(out.find("configuration: " + tc.path()), std::string::npos) << out;
+    EXPECT_NE(out.find("  sim (on)"), std::string::npos) << out;
+    EXPECT_NE(out.find("meter = GPIB0::5::INSTR"), std::string::npos) << out;
+    out.clear();
+    ASSERT_EQ(run({"list", "GPIB?*"}, &out, &err), 0) << err;
+    EXPECT_EQ(out,
+              "GPIB0::5::INSTR  [GPIB0 (simulated)]\n"
+              "GPIB0::6::INSTR  [Bench GPIB]\n"
+              "GPIB1::7::INSTR  [GPIB1 (simulated)]\n");
+    out.clear();
+    EXPECT_EQ(run({"list", "VXI?*"}, &out, &err), 0);
+    EXPECT_EQ(out, "no resources\n");
+    EXPECT_EQ(run({"list", "[bad"}, &out, &err), 1);
+}
+
+TEST(Portconf, CreatesTheUserFileWhenNoneExists) {
+    char tmpl[] = "/tmp/portconf-home-XXXXXX";
+    std::string home = mkdtemp(tmpl);
+    unsetenv("ZUVISA_CONFIG");
+    setenv("XDG_CONFIG_HOME", (home + "/conf").c_str(), 1);
+    std::string out, err;
+    if (zuvisa::findConfigFile().empty()) {  // a system-wide file would take the edit instead
+        ASSERT_EQ(run({"enable", "sim"}, &out, &err), 0) << err;
+        EXPECT_NE(fileText(home + "/conf/zuvisa/zuvisa.ini").find("sim = True"), std::string::npos);
+    }
+    unsetenv("XDG_CONFIG_HOME");
+    EXPECT_EQ(run({}, &out, &err), 2);
+    EXPECT_EQ(run({"frobnicate"}, &out, &err), 2);
+    std::string cmd = "rm -rf " + home;
+    EXPECT_EQ(system(cmd.c_str()), 0);
+}
+
+}  // namespace
+}  // namespace portconf

@@ -1,0 +1,146 @@
+"""PyVISA, as Debian ships it, drives libzuvisa.so the way an independent client does.
+
+Usage: pyvisa_interop.py <path of libzuvisa.so> <device file>
+Prints one line per check and 'N passed, N failed' at the end; exits non-zero on a failure.
+"""
+import os
+import sys
+import tempfile
+import threading
+import time
+import warnings
+
+import pyvisa
+from pyvisa import constants
+from pyvisa.errors import VisaIOError
+
+passed = 0
+failed = 0
+
+
+def check(name, condition, detail=""):
+    global passed, failed
+    if condition:
+        passed += 1
+        print("ok   " + name)
+    else:
+        failed += 1
+        print("FAIL " + name + (": " + str(detail) if detail else ""))
+
+
+def main():
+    library, bench = sys.argv[1], sys.argv[2]
+    folder = tempfile.mkdtemp(prefix="zuvisa-interop-")
+    config = os.path.join(folder, "zuvisa.ini")
+    with open(config, "w") as f:
+        f.write('[Bridgelets]\nsim = True\n\n[Simulation]\nBench = "%s"\n\n'
+                '[Aliases]\nmeter = "GPIB0::5::INSTR"\n' % bench)
+    os.environ["ZUVISA_CONFIG"] = config
+
+    # A configuration that does not load completely is a failure here, not a warning.
+    warnings.simplefilter("error", pyvisa.errors.VisaIOWarning)
+    rm = pyvisa.ResourceManager(library)
+    manf = rm.visalib.get_attribute(rm.session, constants.VI_ATTR_RSRC_MANF_ID)[0]
+    check("resource manager reports the house manufacturer", manf == 0x0E5A, hex(manf))
+
+    names = rm.list_resources()
+    check("lists the instruments", "GPIB0::5::INSTR" in names and "USB0::0x1234::0x5678::SN01::INSTR" in names, names)
+    check("lists by expression", rm.list_resources("?*SOCKET") == ("TCPIP0::10.0.0.5::5025::SOCKET",))
+    check("lists nothing for an unknown kind", rm.list_resources("VXI?*") == ())
+    info = rm.resource_info("meter")
+    check("parses an alias", info.resource_name == "GPIB0::5::INSTR" and info.alias == "meter", info)
+
+    meter = rm.open_resource("GPIB0::5::INSTR", read_termination="\n", write_termination="\n")
+    check("queries", meter.query("*IDN?") == "ZU,METER,1,1.0")
+    check("sets a property", meter.query("VOLT 3.5") == "OK")
+    check("reads a property", meter.query("VOLT?") == "3.50")
+    check("reads numbers", meter.query_ascii_values("VOLT?") == [3.5])
+
+    meter.read_termination = None
+    meter.write_termination = "\r\n"  # the meter ignores the stray carriage return
+    check("changes termination", meter.query("*IDN?") == "ZU,METER,1,1.0\n")
+    meter.read_termination = "\n"
+    meter.write_termination = "\n"
+
+    meter.timeout = 150
+    check("changes timeout", meter.timeout == 150 and meter.get_visa_attribute(constants.VI_ATTR_TMO_VALUE) == 150)
+    start = time.monotonic()
+    try:
+        meter.read()
+        check("times out", False, "no error")
+    except VisaIOError as e:
+        elapsed = time.monotonic() - start
+        check("times out", e.error_code == constants.StatusCode.error_timeout and 0.1 < elapsed < 2, (e, elapsed))
+    meter.timeout = 2000
+
+    check("reads attributes", meter.interface_type == constants.InterfaceType.gpib and meter.primary_address == 5)
+    check("reads text attributes", meter.resource_manufacturer_name == "ZU Instruments")
+    check("reads the interface name", meter.get_visa_attribute(constants.VI_ATTR_INTF_INST_NAME) == "GPIB0 (simulated)")
+    usb = rm.open_resource("USB0::0x1234::0x5678::SN01::INSTR")
+    check("opens a USB instrument", usb.manufacturer_name == "Acme Test" and usb.serial_number == "SN01")
+    usb.close()
+
+    other = rm.open_resource("GPIB0::5::INSTR", read_termination="\n", write_termination="\n")
+    key = meter.lock(timeout=100)
+    check("locks with a shared key", bool(key))
+    try:
+        other.query("*IDN?")
+        check("lock keeps other sessions out", False, "query went through")
+    except VisaIOError as e:
+        check("lock keeps other sessions out", e.error_code == constants.StatusCode.error_resource_locked, e)
+    other.lock(timeout=100, requested_key=key)
+    check("joins the shared lock with its key", other.query("*IDN?") == "ZU,METER,1,1.0")
+    other.unlock()
+    meter.unlock()
+    meter.lock_excl(timeout=100)
+    try:
+        other.lock_excl(timeout=50)
+        check("exclusive lock", False, "second lock taken")
+    except VisaIOError as e:
+        check("exclusive lock", e.error_code == constants.StatusCode.error_timeout, e)
+    meter.unlock()
+    with other.lock_context(timeout=100):
+        pass
+    check("locks and unlocks in a context", meter.query("*IDN?") == "ZU,METER,1,1.0")
+
+    # A service request from the simulated status reporting, while PyVISA waits for it.
+    meter.write("*CLS;*ESE 1;*SRE 32")
+    timer = threading.Timer(0.2, lambda: other.write("*OPC"))
+    timer.start()
+    start = time.monotonic()
+    try:
+        meter.wait_for_srq(timeout=3000)
+        ok = 0.1 < time.monotonic() - start < 3
+        check("waits for a service request", ok)
+    except VisaIOError as e:
+        check("waits for a service request", False, e)
+    timer.join()
+    check("status byte after the request", meter.read_stb() & 0x20 == 0x20)
+
+    meter.write("VOLT?")
+    meter.clear()
+    meter.timeout = 100
+    try:
+        meter.read()
+        check("clear discards the answer", False)
+    except VisaIOError:
+        check("clear discards the answer", True)
+
+    sock = rm.open_resource("TCPIP0::10.0.0.5::5025::SOCKET", read_termination="\n")
+    check("talks to a socket", sock.query("PING") == "PONG")
+    sock.close()
+
+    meter.close()
+    other.close()
+    try:
+        meter.query("*IDN?")
+        check("a closed session is refused", False)
+    except Exception:
+        check("a closed session is refused", True)
+    rm.close()
+    print("%d passed, %d failed" % (passed, failed))
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,221 @@
+#include "tools/portconf/portconf.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+
+#include "toolslib/toolbox/ini.h"
+#include "zuvisa/config.h"
+#include "zuvisa/core.h"
+#include "zuvisa/visa.h"
+
+namespace portconf {
+
+namespace {
+
+const char kUsage[] =
+    "usage: portconf [--config FILE] COMMAND\n"
+    "  show                     the configuration in force and where it comes from\n"
+    "  enable NAME              load bridgelet NAME (sim, tcpip, asrl, usbtmc, gpib)\n"
+    "  disable NAME             do not load bridgelet NAME\n"
+    "  add-sim FILE             add a simulation (device) file\n"
+    "  remove-sim FILE          remove a simulation file\n"
+    "  alias NAME RESOURCE      name a resource\n"
+    "  unalias NAME             remove an alias\n"
+    "  list [EXPRESSION]        resources the library finds (default ?*)\n";
+
+struct IniDeleter {
+    void operator()(IniTextRecord* ini) const { Ini_Dispose(ini); }
+};
+using Ini = std::unique_ptr<IniTextRecord, IniDeleter>;
+
+// The file edits go to: the one in force, else the user's own.
+std::string editTarget(const std::string& given) {
+    if (!given.empty()) return given;
+    std::string found = zuvisa::findConfigFile();
+    if (!found.empty()) return found;
+    auto candidates = zuvisa::configCandidates();
+    return candidates.empty() ? std::string() : candidates.front();
+}
+
+bool makeParents(const std::string& path) {
+    for (size_t pos = 1; (pos = path.find('/', pos)) != std::string::npos; ++pos) {
+        std::string dir = path.substr(0, pos);
+        if (mkdir(dir.c_str(), 0755) != 0 && errno != EEXIST) return false;
+    }
+    return true;
+}
+
+int loadIni(const std::string& path, Ini* ini, std::string* err) {
+    ini->reset(Ini_New(0));
+    if (!*ini) return 1;
+    struct stat st;
+    if (stat(path.c_str(), &st) == 0) {
+        int rc = Ini_ReadFromFile(ini->get(), path.c_str());
+        if (rc < 0) {
+            *err += "cannot read " + path + " (" + std::to_string(rc) + ")\n";
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int saveIni(const std::string& path, IniText ini, std::string* out, std::string* err) {
+    if (!makeParents(path)) {
+        *err += "cannot create the folder of " + path + "\n";
+        return 1;
+    }
+    int rc = Ini_WriteToFile(ini, path.c_str());
+    if (rc < 0) {
+        *err += "cannot write " + path + " (" + std::to_string(rc) + ")\n";
+        return 1;
+    }
+    *out += "wrote " + path + "\n";
+    return 0;
+}
+
+int show(const std::string& given, std::string* out, std::string* err) {
+    zuvisa::Config c;
+    std::string problem;
+    std::string path = given.empty() ? zuvisa::findConfigFile() : given;
+    if (path.empty()) {
+        c = zuvisa::defaultConfig(zuvisa::Library::imageDirectory());
+        *out += "configuration: built-in defaults (no file)\n";
+    } else if (zuvisa::readConfigFile(path, &c, &problem) != VI_SUCCESS) {
+        *err += problem + "\n";
+        return 1;
+    } else {
+        *out += "configuration: " + path + "\n";
+    }
+    if (!problem.empty()) *err += problem + "\n";
+    *out += "bridgelets:\n";
+    for (const auto& b : c.bridgelets) *out += "  " + b.name + (b.enabled ? " (on)\n" : " (off)\n");
+    if (!c.moduleDirectory.empty()) *out += "module directory: " + c.moduleDirectory + "\n";
+    *out += "simulation files:\n";
+    for (const auto& f : c.simulationFiles) *out += "  " + f + "\n";
+    *out += "aliases:\n";
+    for (const auto& [a, r] : c.aliases) *out += "  " + a + " = " + r + "\n";
+    return 0;
+}
+
+int list(const std::string& given, const std::string& expr, std::string* out, std::string* err) {
+    if (!given.empty()) setenv("ZUVISA_CONFIG", given.c_str(), 1);
+    ViSession rm = 0;
+    ViStatus st = viOpenDefaultRM(&rm);
+    if (st < 0) {
+        *err += "cannot open the resource manager\n";
+        return 1;
+    }
+    if (st == VI_WARN_CONFIG_NLOADED) *err += "warning: part of the configuration did not load\n";
+    ViFindList fl = 0;
+    ViUInt32 count = 0;
+    char name[VI_FIND_BUFLEN];
+    st = viFindRsrc(rm, expr.c_str(), &fl, &count, name);
+    int rc = 0;
+    if (st == VI_ERROR_RSRC_NFOUND) {
+        *out += "no resources\n";
+    } else if (st < 0) {
+        *err += st == VI_ERROR_INV_EXPR ? "invalid expression\n" : "search failed\n";
+        rc = 1;
+    } else {
+        for (ViUInt32 i = 0; i < count; ++i) {
+            if (i && viFindNext(fl, name) < 0) break;
+            ViSession vi = 0;
+            std::string line = name;
+            if (viOpen(rm, name, VI_NULL, 0, &vi) >= 0) {
+                char intf[VI_FIND_BUFLEN] = "";
+                viGetAttribute(vi, VI_ATTR_INTF_INST_NAME, intf);
+                line += "  [" + std::string(intf) + "]";
+                viClose(vi);
+            }
+            *out += line + "\n";
+        }
+    }
+    viClose(rm);
+    return rc;
+}
+
+}  // namespace
+
+int run(const std::vector<std::string>& argsIn, std::string* out, std::string* err) {
+    std::vector<std::string> args = argsIn;
+    std::string given;
+    if (args.size() >= 2 && args[0] == "--config") {
+        given = args[1];
+        args.erase(args.begin(), args.begin() + 2);
+    }
+    if (args.empty() || args[0] == "--help" || args[0] == "-h") {
+        *(args.empty() ? err : out) += kUsage;
+        return args.empty() ? 2 : 0;
+    }
+    const std::string& cmd = args[0];
+    if (cmd == "show" && args.size() == 1) return show(given, out, err);
+    if (cmd == "list" && args.size() <= 2) return list(given, args.size() == 2 ? args[1] : "?*", out, err);
+
+    std::string path = editTarget(given);
+    if (path.empty()) {
+        *err += "no place for a configuration file\n";
+        return 1;
+    }
+    Ini ini;
+    if (loadIni(path, &ini, err)) return 1;
+    IniText p = ini.get();
+    if ((cmd == "enable" || cmd == "disable") && args.size() == 2) {
+        Ini_PutBoolean(p, zuvisa::kSectionBridgelets, args[1].c_str(), cmd == "enable");
+    } else if (cmd == "add-sim" && args.size() == 2) {
+        std::string file = args[1];
+        if (file[0] != '/') {
+            char cwd[4096];
+            if (getcwd(cwd, sizeof cwd)) file = std::string(cwd) + "/" + file;
+        }
+        int n = Ini_NumberOfItems(p, zuvisa::kSectionSimulation);
+        for (int i = 1; i <= n; ++i) {
+            char* item = nullptr;
+            char* value = nullptr;
+            if (Ini_NthItemName(p, zuvisa::kSectionSimulation, i, &item) > 0 &&
+                Ini_GetPointerToString(p, zuvisa::kSectionSimulation, item, &value) > 0 && value && file == value) {
+                *out += file + " is already listed\n";
+                return 0;
+            }
+        }
+        std::string item;
+        for (int k = n + 1;; ++k) {
+            item = "File" + std::to_string(k);
+            if (!Ini_ItemExists(p, zuvisa::kSectionSimulation, item.c_str())) break;
+        }
+        Ini_PutString(p, zuvisa::kSectionSimulation, item.c_str(), file.c_str());
+    } else if (cmd == "remove-sim" && args.size() == 2) {
+        int n = Ini_NumberOfItems(p, zuvisa::kSectionSimulation);
+        bool removed = false;
+        for (int i = n; i >= 1; --i) {
+            char* item = nullptr;
+            char* value = nullptr;
+            if (Ini_NthItemName(p, zuvisa::kSectionSimulation, i, &item) > 0 &&
+                Ini_GetPointerToString(p, zuvisa::kSectionSimulation, item, &value) > 0 && value &&
+                args[1] == value) {
+                std::string name = item;
+                Ini_RemoveItem(p, zuvisa::kSectionSimulation, name.c_str());
+                removed = true;
+            }
+        }
+        if (!removed) {
+            *err += args[1] + " is not listed\n";
+            return 1;
+        }
+    } else if (cmd == "alias" && args.size() == 3) {
+        Ini_PutString(p, zuvisa::kSectionAliases, args[1].c_str(), args[2].c_str());
+    } else if (cmd == "unalias" && args.size() == 2) {
+        if (Ini_RemoveItem(p, zuvisa::kSectionAliases, args[1].c_str()) <= 0) {
+            *err += "no alias " + args[1] + "\n";
+            return 1;
+        }
+    } else {
+        *err += kUsage;
+        return 2;
+    }
+    return saveIni(path, p, out, err);
+}
+
+}  // namespace portconf

@@ -1,0 +1,92 @@
+// One simulated message-based instrument: the dialogue engine over a device definition, its
+// input and output queues, and its IEEE 488.2 status reporting (status byte, service
+// requests, event status register).
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "zuvisa/bridgelet.h"
+#include "zuvisa/bridgelets/sim/devicefile.h"
+
+namespace zuvisa::sim {
+
+// Python-style replacement field ("{}", "{:.2f}", "{:d}", "{:>8s}") applied to a value.
+bool formatValue(const std::string& spec, const std::string& value, std::string* out);
+// Formats a response template holding at most one replacement field.
+std::string formatResponse(const std::string& pattern, const std::string& value);
+// Matches a setter pattern such as "VOLT {:.3f}" against a message; *value gets the field text.
+bool matchPattern(const std::string& pattern, const std::string& message, std::string* value);
+// Expands BYTES(...) and RANDOM(...) in a response; false when their arguments are malformed.
+bool expandResponse(const std::string& text, std::mt19937& rng, std::string* out);
+
+class Device {
+public:
+    // interfaceKey selects the end-of-message pair, e.g. "GPIB INSTR".
+    Device(std::shared_ptr<const DeviceDef> def, const std::string& interfaceKey);
+
+    void attach(EventSink* sink);
+    void detach(EventSink* sink);
+
+    ViStatus write(const ViByte* buf, size_t count, bool end, size_t* done);
+    ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io,
+                  size_t* done);
+    ViStatus clear();
+    ViStatus readStb(ViUInt16* stb);
+    ViStatus trigger(ViUInt16 protocol);
+
+    // The response to one message (without its termination), as the device would queue it;
+    // nullopt when the message gets no answer. For tests and for the write path.
+    std::optional<std::string> query(const std::string& message);
+
+private:
+    struct Outgoing {
+        std::string bytes;
+        size_t pos = 0;
+    };
+    struct Answer {
+        bool handled = false;
+        std::optional<std::string> response;
+    };
+
+    // All with m_ held.
+    void handleMessage(const std::string& message);
+    std::optional<std::string> processMessage(const std::string& message);
+    Answer processOne(const std::string& command);
+    Answer properties(const std::vector<PropertyDef>& defs, std::map<std::string, std::string>& values,
+                      const std::string& command, const std::string& chId);
+    Answer channels(const std::string& command);
+    Answer common(const std::string& command);
+    void recordError(const char* kind);
+    void queueOutput(std::string bytes);
+    uint8_t statusByte() const;
+    void updateServiceRequest();
+    void doTrigger();
+    void reset();
+
+    std::shared_ptr<const DeviceDef> def_;
+    Eom eom_;
+    std::mutex m_;
+    std::condition_variable cv_;
+    std::vector<EventSink*> sinks_;
+
+    std::string input_;
+    std::deque<Outgoing> output_;
+    std::map<std::string, std::string> props_;
+    std::vector<std::map<std::string, std::map<std::string, std::string>>> channelProps_;  // [set][id][name]
+    std::vector<long> registers_;
+    std::vector<std::deque<std::string>> queues_;
+    uint8_t sre_ = 0, ese_ = 0, esr_ = 0;
+    bool rqs_ = false, summary_ = false;
+    std::mt19937 rng_;
+};
+
+}  // namespace zuvisa::sim

@@ -1,0 +1,63 @@
+// The ZU-VISA configuration: one ini file naming the enabled bridgelets, aliases and simulation
+// files. Looked up through ZUVISA_CONFIG, then the user's configuration directory
+// ($XDG_CONFIG_HOME or ~/.config, "zuvisa/zuvisa.ini"), then /etc/zuvisa/zuvisa.ini; without a
+// file the built-in defaults apply (the sim bridgelet with the bundled bench).
+//
+//   [Bridgelets]
+//   sim = True                ; one boolean item per bridgelet, in load order
+//   tcpip = False
+//   ModuleDirectory = "/opt/zuvisa/lib"   ; optional; default: next to libzuvisa.so
+//
+//   [Aliases]
+//   dmm = "GPIB0::22::INSTR"
+//
+//   [Simulation]
+//   File1 = "bench.yaml"      ; any item name; relative paths are taken from the file's folder
+//
+//   [sim]                     ; a section per bridgelet is handed to that bridgelet as it is
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "zuvisa/visa.h"
+
+namespace zuvisa {
+
+inline constexpr char kSectionBridgelets[] = "Bridgelets";
+inline constexpr char kSectionAliases[] = "Aliases";
+inline constexpr char kSectionSimulation[] = "Simulation";
+inline constexpr char kItemModuleDirectory[] = "ModuleDirectory";
+inline constexpr char kDefaultBenchFile[] = "zuvisa-sim-default.yaml";
+
+struct BridgeletEntry {
+    std::string name;
+    bool enabled = false;
+};
+
+struct Config {
+    std::string path;  // the file read; empty for the built-in defaults
+    std::vector<BridgeletEntry> bridgelets;
+    std::string moduleDirectory;
+    std::vector<std::pair<std::string, std::string>> aliases;  // alias, resource name
+    std::vector<std::string> simulationFiles;
+    std::vector<std::pair<std::string, std::vector<std::pair<std::string, std::string>>>> sections;
+
+    const std::vector<std::pair<std::string, std::string>>* section(const std::string& name) const;
+};
+
+// Where the configuration file is looked for, in order (existing or not).
+std::vector<std::string> configCandidates();
+// The first candidate that exists, or empty.
+std::string findConfigFile();
+// Reads a configuration file. VI_SUCCESS, or VI_ERROR_FILE_ACCESS / VI_ERROR_INV_SETUP with a
+// reason in *problem.
+ViStatus readConfigFile(const std::string& path, Config* out, std::string* problem);
+// The built-in defaults, with modules and the bundled bench in moduleDir.
+Config defaultConfig(const std::string& moduleDir);
+// Finds and reads the configuration, falling back to the defaults. A file that cannot be read
+// gives the defaults too, with VI_WARN_CONFIG_NLOADED and a reason.
+ViStatus loadConfig(const std::string& moduleDir, Config* out, std::string* problem);
+
+}  // namespace zuvisa

@@ -1,0 +1,19 @@
+// Names and descriptions of every completion, warning and error code.
+#pragma once
+
+#include "zuvisa/visa.h"
+
+namespace zuvisa {
+
+struct StatusInfo {
+    ViStatus status;
+    const char* name;
+    const char* description;
+};
+
+// Null when the library does not know the code.
+const StatusInfo* findStatus(ViStatus status);
+// The table in ascending code order within completion codes, then errors; for listing.
+const StatusInfo* statusTable(int* count);
+
+}  // namespace zuvisa
