@@ -1,7 +1,10 @@
 // Threads and deferred calls, the callback registry, error texts and break-on-library-errors.
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+
 #include <atomic>
+#include <cstdlib>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -155,6 +158,21 @@ TEST(RuntimeDeath, DoAssertReportsThenAborts) {
             DoAssert(0, "toolslib/toolbox/toolbox", 42, "Null string passed to first parameter of StringCopyMax");
         },
         "Null string passed.*line 42 of file 'toolslib/toolbox/toolbox'");
+}
+
+}  // namespace
+
+namespace {
+
+// Without a display the runtime says so instead of letting the toolkit abort the program.
+TEST(RuntimeStart, WithoutADisplayInitialisationFails) {
+    char dir[1024];
+    ASSERT_EQ(GetProjectDir(dir), 0);
+    std::string cmd = "env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM " + std::string(dir) +
+                      "/uidemo > /dev/null 2>&1";
+    int status = std::system(cmd.c_str());
+    ASSERT_TRUE(WIFEXITED(status)) << "the program was killed by a signal";
+    EXPECT_EQ(WEXITSTATUS(status), 1);
 }
 
 }  // namespace

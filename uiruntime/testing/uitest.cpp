@@ -271,6 +271,8 @@ void UiTest_Reset() {
     rt->mainCallbackData = nullptr;
     rt->test.projectDir.clear();
     rt->test.loopTimeoutMs = 5000;
+    rt->sleepPolicy = VAL_SLEEP_SOME;
+    rt->appTitle.clear();
     if (rt->waitCursor) SetWaitCursor(0);
     Driver& d = driver();
     d.answers.clear();
