@@ -116,11 +116,16 @@ int FileSelectPopup(const char* defaultDirectory, const char* defaultFileSpec,
                 if (QFileInfo(d).absoluteFilePath() != QFileInfo(start).absoluteFilePath()) dlg.setDirectory(start);
             });
         }
+        QString chosen;
         for (;;) {
-            if (dlg.exec() == QDialog::Accepted && !dlg.selectedFiles().isEmpty()) break;
+            // Only a file is an answer; a directory is not.
+            if (dlg.exec() == QDialog::Accepted && !dlg.selectedFiles().isEmpty() &&
+                !QFileInfo(dlg.selectedFiles().front()).isDir()) {
+                chosen = dlg.selectedFiles().front();
+                break;
+            }
             if (allowCancel) return static_cast<int>(VAL_NO_FILE_SELECTED);
         }
-        QString chosen = dlg.selectedFiles().front();
         bool exists = QFileInfo::exists(chosen);
         if (int rc = storeText(chosen.toStdString(), pathName, pathNameSize)) return rc;
         return static_cast<int>(exists ? VAL_EXISTING_FILE_SELECTED : VAL_NEW_FILE_SELECTED);
