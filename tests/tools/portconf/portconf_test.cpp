@@ -58,7 +58,7 @@ TEST(Portconf, ShowsAndLists) {
     ASSERT_EQ(run({"list", "GPIB?*"}, &out, &err), 0) << err;
     EXPECT_EQ(out,
               "GPIB0::5::INSTR  [GPIB0 (simulated)]\n"
-              "GPIB0::6::INSTR  [Bench GPIB]\n"
+              "GPIB0::6::INSTR  [Bench GPIB (simulated)]\n"
               "GPIB1::7::INSTR  [GPIB1 (simulated)]\n");
     out.clear();
     EXPECT_EQ(run({"list", "VXI?*"}, &out, &err), 0);
