@@ -7,7 +7,7 @@
 #include <string>
 
 #include "../../testbench.h"
-#include "zuvisa/visa.h"
+#include "zuvisa/zuvisa.h"
 
 namespace zuvisa::testing {
 
