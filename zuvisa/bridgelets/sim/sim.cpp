@@ -65,6 +65,15 @@ std::shared_ptr<const DeviceDef> withPxiDefaults(const std::shared_ptr<const Dev
 
 void add(ResourceInfo& info, ViAttr attr, ViAttrState value) { info.numbers.emplace_back(attr, value); }
 
+// Simulated memory is real memory: a bench may not ask for more than this in all.
+constexpr uint64_t kMemoryBudget = 64u << 20;
+
+uint64_t memoryOf(const DeviceDef& d) {
+    uint64_t total = d.vxi.memorySize;
+    for (const PxiBarDef& b : d.pxi.bars) total += b.size;
+    return total;
+}
+
 constexpr ViAttr kBarType[] = {VI_ATTR_PXI_MEM_TYPE_BAR0, VI_ATTR_PXI_MEM_TYPE_BAR1, VI_ATTR_PXI_MEM_TYPE_BAR2,
                                VI_ATTR_PXI_MEM_TYPE_BAR3, VI_ATTR_PXI_MEM_TYPE_BAR4, VI_ATTR_PXI_MEM_TYPE_BAR5};
 constexpr ViAttr kBarBase32[] = {VI_ATTR_PXI_MEM_BASE_BAR0_32, VI_ATTR_PXI_MEM_BASE_BAR1_32, VI_ATTR_PXI_MEM_BASE_BAR2_32,
@@ -203,6 +212,14 @@ bool SimBridgelet::place(SimResource& r, std::string* why) {
         return inst;
     };
     uint32_t kind = kindOf(n.intfType, n.rsrcClass);
+    if (r.device && r.def.present) {
+        uint64_t wanted = memoryOf(*r.device);
+        if (wanted > kMemoryBudget - memoryUsed_) {
+            *why = "the bench would hold more than " + std::to_string(kMemoryBudget >> 20) + " MiB of simulated memory";
+            return false;
+        }
+        memoryUsed_ += wanted;
+    }
     bool gpibVxi = n.intfType == VI_INTF_GPIB_VXI;
     const InterfaceDef& intf = interfaceDef(n.intfPrefix + std::to_string(n.board));
     if (gpibVxi) {

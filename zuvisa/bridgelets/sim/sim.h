@@ -78,6 +78,7 @@ private:
     std::map<std::string, std::shared_ptr<VxiBus>> vxiBuses_;
     std::map<int, std::shared_ptr<PxiBus>> pxiBuses_;
     std::map<std::string, InterfaceDef> defaults_;
+    uint64_t memoryUsed_ = 0;
 };
 
 // Loads every simulation file the registrar names and registers the bridgelet.
