@@ -53,10 +53,12 @@ void GpibBoard::setCic(bool cic) {
     intfcSinks_.raise(e);
 }
 
-void GpibBoard::updateRemote() {
+// A device goes remote when it is addressed to listen while REN is asserted, and stays so until
+// go-to-local or REN drops; local lockout holds for every device while REN lasts.
+void GpibBoard::updateRemote(int addressed) {
     for (auto& [pa, dev] : devices_) {
-        bool listening = listeners_.count(pa) > 0;
-        dev->setRemote(ren_ && (listening || dev->remote()), ren_ && lockout_);
+        bool remote = ren_ && (pa == addressed || dev->remote());
+        dev->setRemote(remote, ren_ && lockout_);
     }
 }
 
@@ -97,6 +99,7 @@ ViStatus GpibBoard::command(const ViByte* bytes, size_t count, size_t* done) {
                 raiseBoth(VI_EVENT_GPIB_LISTEN);
             } else {
                 listeners_.insert(pa);
+                updateRemote(pa);
             }
         } else if (c >= kTalkBase && c < kUnt) {
             int pa = c - kTalkBase;
@@ -130,6 +133,7 @@ ViStatus GpibBoard::command(const ViByte* bytes, size_t count, size_t* done) {
             }
         } else if (c == kLlo) {
             lockout_ = true;
+            updateRemote(-1);
         } else if (c == kSpe) {
             serialPoll_ = true;
         } else if (c == kSpd) {
@@ -142,7 +146,6 @@ ViStatus GpibBoard::command(const ViByte* bytes, size_t count, size_t* done) {
         }
         *done = i + 1;
     }
-    updateRemote();
     return VI_SUCCESS;
 }
 
@@ -230,7 +233,8 @@ ViStatus GpibBoard::controlRen(ViUInt16 mode, int device) {
     case VI_GPIB_REN_ASSERT_ADDRESS:
         ren_ = true;
         listeners_ = {device};
-        break;
+        updateRemote(device);
+        return VI_SUCCESS;
     case VI_GPIB_REN_ASSERT_LLO:
         ren_ = true;
         lockout_ = true;
@@ -239,13 +243,14 @@ ViStatus GpibBoard::controlRen(ViUInt16 mode, int device) {
         ren_ = true;
         lockout_ = true;
         listeners_ = {device};
-        break;
+        updateRemote(device);
+        return VI_SUCCESS;
     case VI_GPIB_REN_ADDRESS_GTL:
         if (auto it = devices_.find(device); it != devices_.end()) it->second->setRemote(false, lockout_ && ren_);
         return VI_SUCCESS;
     default: break;
     }
-    updateRemote();
+    updateRemote(-1);
     return VI_SUCCESS;
 }
 

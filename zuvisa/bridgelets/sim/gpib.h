@@ -63,7 +63,7 @@ private:
     void raiseBoth(ViEventType type);
     void setCic(bool cic);
     void clearDevice(int primary);
-    void updateRemote();
+    void updateRemote(int addressed);
     void scheduleControlReturn();
 
     InterfaceDef def_;
