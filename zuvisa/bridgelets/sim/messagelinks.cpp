@@ -156,6 +156,7 @@ public:
 
     ViStatus setAttribute(ViAttr attr, ViAttrState v) override {
         std::vector<ViEventType> events;
+        bool breakStarts = false;
         {
             std::lock_guard<std::mutex> lock(m_);
             bool wasCts = cts(), wasDsr = dsr();
@@ -177,8 +178,7 @@ public:
             case VI_ATTR_ASRL_ALLOW_TRANSMIT: allowTransmit_ = v != VI_FALSE; break;
             case VI_ATTR_ASRL_BREAK_STATE: {
                 bool on = static_cast<ViInt16>(v) == VI_STATE_ASSERTED;
-                // The instrument drops the message it was receiving when the line breaks.
-                if (on && !breakOn_) device_->breakReceived();
+                breakStarts = on && !breakOn_;
                 breakOn_ = on;
                 break;
             }
@@ -187,6 +187,9 @@ public:
             if (cts() != wasCts) events.push_back(VI_EVENT_ASRL_CTS);
             if (dsr() != wasDsr) events.push_back(VI_EVENT_ASRL_DSR);
         }
+        // The instrument drops the message it was receiving when the line breaks. Its lock is
+        // never taken under this link's: its events come through this link.
+        if (breakStarts) device_->breakReceived();
         for (ViEventType t : events) {
             EventData e;
             e.type = t;
