@@ -1,5 +1,6 @@
 // Links of a VXI system's own resources: its backplane (trigger lines, interrupts, SYSFAIL and
 // SYSRESET) and the controller as a servant of a remote commander.
+#include <string>
 #include <thread>
 
 #include "zuvisa/bridgelets/sim/attachment.h"
@@ -93,7 +94,9 @@ private:
 
 // The controller as a device of a commander elsewhere: what the commander says arrives as
 // input, what the servant writes goes to the commander (the peer, a simulated device), and the
-// commander's word-serial commands arrive as VI_EVENT_VXI_DEV_CMD.
+// commander's word-serial commands arrive as VI_EVENT_VXI_DEV_CMD. The commander hears a servant
+// response as the message "RESPONSE <value>" ("RESPONSE NONE", "RESPONSE ERROR"), so that its
+// dialogues and actions can answer it.
 class VxiServantLink : public Link {
 public:
     VxiServantLink(std::shared_ptr<Instrument> peer, EventSink* sink, std::shared_ptr<VxiBus> bus)
@@ -128,9 +131,12 @@ public:
         case VI_VXI_RESP_PROT_ERROR: break;
         default: return VI_ERROR_INV_MODE;
         }
-        std::lock_guard<std::mutex> lock(m_);
-        lastResponse_ = response;
-        return VI_SUCCESS;
+        if (!peer_ || !peer_->message()) return VI_SUCCESS;  // nobody is listening
+        std::string text = mode == VI_VXI_RESP_NONE ? "RESPONSE NONE"
+                           : mode == VI_VXI_RESP_PROT_ERROR ? "RESPONSE ERROR"
+                                                            : "RESPONSE " + std::to_string(response);
+        size_t done = 0;
+        return peer_->message()->write(reinterpret_cast<const ViByte*>(text.data()), text.size(), true, &done);
     }
     ViStatus getAttribute(ViAttr attr, ViAttrState* v, std::string* text) override {
         if (attr == VI_ATTR_VXI_VME_SYSFAIL_STATE) {
@@ -149,8 +155,6 @@ private:
 
     std::shared_ptr<Instrument> peer_;
     std::shared_ptr<VxiBus> bus_;
-    std::mutex m_;
-    ViUInt32 lastResponse_ = 0;
     Attachment attachment_;
 };
 

@@ -117,6 +117,7 @@ TEST_F(Servant, ExchangesMessagesAndCommandsWithItsCommander) {
     EXPECT_EQ(attr<ViUInt32>(ctx, VI_ATTR_VXI_DEV_CMD_VALUE), 0xCFFFu);
     viClose(ctx);
     EXPECT_EQ(viVxiServantResponse(vi, VI_VXI_RESP16, 0xFF42), VI_SUCCESS);
+    EXPECT_EQ(read(vi), "THANKS\n") << "the commander took the response";
     EXPECT_EQ(viVxiServantResponse(vi, VI_VXI_RESP16, 0x1FF42), VI_ERROR_INV_PARAMETER);
     EXPECT_EQ(viVxiServantResponse(vi, VI_VXI_RESP32, 0x1FF42), VI_SUCCESS);
     EXPECT_EQ(viVxiServantResponse(vi, VI_VXI_RESP_PROT_ERROR, 0), VI_SUCCESS);
