@@ -212,6 +212,13 @@ bool SimBridgelet::place(SimResource& r, std::string* why) {
         return inst;
     };
     uint32_t kind = kindOf(n.intfType, n.rsrcClass);
+    constexpr uint32_t kNeedsDevice = kKindGpibInstr | kKindVxiInstr | kKindGvxiInstr | kKindAsrlInstr |
+                                      kKindTcpipInstr | kKindTcpipSocket | kKindUsbInstr | kKindUsbRaw |
+                                      kKindPxiInstr;
+    if (!r.device && (kind & kNeedsDevice)) {
+        *why = "needs a device";
+        return false;
+    }
     if (r.device && r.def.present) {
         uint64_t wanted = memoryOf(*r.device);
         if (wanted > kMemoryBudget - memoryUsed_) {
@@ -333,10 +340,6 @@ bool SimBridgelet::place(SimResource& r, std::string* why) {
     case kKindTcpipSocket:
     case kKindUsbInstr:
     case kKindUsbRaw:
-        if (!r.device) {
-            *why = "needs a device";
-            return false;
-        }
         r.instrument = messageDevice(r.device);
         break;
     case kKindPxiInstr: {
