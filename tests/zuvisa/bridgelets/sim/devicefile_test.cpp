@@ -119,15 +119,15 @@ TEST(DeviceFile, ReadsTheExtensions) {
     DeviceFile f;
     std::string why;
     ASSERT_EQ(loadDeviceFile(std::string(getenv("TALMIK_TEST_DATA")) + "/data/hardware.yaml", &f, &why), VI_SUCCESS) << why;
-    ASSERT_EQ(f.interfaces.size(), 6u);
+    ASSERT_EQ(f.interfaces.size(), 7u);
     const InterfaceDef& gv = f.interfaces[2];
     EXPECT_EQ(gv.name, "GPIB-VXI0");
     EXPECT_EQ(gv.parent, 1);
     EXPECT_EQ(gv.address, 9);
     EXPECT_EQ(gv.controller, "controller");
     EXPECT_EQ(f.interfaces[0].controlReturnsMs, 100u);
-    EXPECT_TRUE(f.interfaces[4].mxi);
-    EXPECT_EQ(f.interfaces[4].mainframes, (std::vector<int>{0, 128}));
+    EXPECT_TRUE(f.interfaces[5].mxi);
+    EXPECT_EQ(f.interfaces[5].mainframes, (std::vector<int>{0, 128}));
 
     const DeviceDef* dig = f.device("digitizer");
     ASSERT_NE(dig, nullptr);

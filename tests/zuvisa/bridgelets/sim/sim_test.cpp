@@ -64,6 +64,8 @@ TEST_F(Topology, EveryResourceCarriesItsPlaceOnTheBench) {
         {"GPIB-VXI0::24::INSTR", {3, 0, 1, 9, 0, 24}},
         {"GPIB-VXI0::MEMACC", {-3, 0, 1, 9, -1, 0}},
         {"GPIB-VXI0::0::BACKPLANE", {-3, 0, 1, 9, 0, -1}},
+        {"GPIB-VXI10::8::INSTR", {3, 10, 1, 10, 0, 8}},  // an interface number above 9
+        {"GPIB1::10::INSTR", {1, 1, 32767, 10, -1, -1}},
         {"VXI0::8::INSTR", {2, 0, 32767, 0, 0, 8}},
         {"VXI0::40::INSTR", {2, 0, 32767, 0, 0, 40}},
         {"VXI0::300::INSTR", {2, 0, 32767, 0, 0, 300}},
@@ -118,7 +120,7 @@ TEST_F(Topology, FindExpressionsSeeTheBenchsAttributes) {
     EXPECT_EQ(viFindRsrc(rm, "?*INSTR{VI_ATTR_VXI_DEV_CLASS == 3}", nullptr, &count, nullptr), VI_SUCCESS);
     EXPECT_EQ(count, 2u) << "the digitizer and the failing module";
     EXPECT_EQ(viFindRsrc(rm, "GPIB?*{VI_ATTR_INTF_PARENT_NUM == 1}", nullptr, &count, nullptr), VI_SUCCESS);
-    EXPECT_EQ(count, 3u);
+    EXPECT_EQ(count, 4u);
     EXPECT_EQ(viFindRsrc(rm, "?*{VI_ATTR_MAINFRAME_LA == 128}", nullptr, &count, nullptr), VI_SUCCESS);
     EXPECT_EQ(count, 1u);
 }
