@@ -3,6 +3,7 @@
 // windows doing real work on one of them. Through the C API.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <set>
@@ -68,10 +69,12 @@ TEST_F(DemoBench, HoldsEveryKindAndEveryCategory) {
     ASSERT_EQ(viFindRsrc(rm, "?*", &list, &count, name), VI_SUCCESS);
     uint32_t kinds = 0;
     std::set<int> categories;  // the signed interface type of the browser
+    std::vector<std::string> names;
     for (ViUInt32 i = 0; i < count; ++i) {
         if (i) {
             ASSERT_EQ(viFindNext(list, name), VI_SUCCESS);
         }
+        names.push_back(name);
         ViSession vi = open(name);
         char inst[256] = "";
         EXPECT_EQ(viGetAttribute(vi, VI_ATTR_INTF_INST_NAME, inst), VI_SUCCESS);
@@ -87,6 +90,21 @@ TEST_F(DemoBench, HoldsEveryKindAndEveryCategory) {
     viClose(list);
     EXPECT_EQ(kinds, 0x1FFFFu) << std::hex << "missing kinds " << (~kinds & 0x1FFFF);
     EXPECT_EQ(categories, (std::set<int>{-6, -5, -3, -2, -1, 0, 1, 2, 3, 4, 5, 6}));
+
+    // A browser recognises the MXI extender's own instrument by the MXI interface listed before
+    // it, and hides the GPIB-VXI controller's GPIB instrument as a duplicate.
+    auto at = [&](const char* n) { return std::find(names.begin(), names.end(), n) - names.begin(); };
+    EXPECT_LT(at("VXI1::MEMACC"), at("VXI1::0::INSTR"));
+    ViSession mxi = open("VXI1::MEMACC");
+    char inst[256] = "";
+    viGetAttribute(mxi, VI_ATTR_INTF_INST_NAME, inst);
+    EXPECT_NE(std::string(inst).find("MXI"), std::string::npos);
+    ViSession gv = open("GPIB-VXI0::MEMACC");
+    ViUInt16 parent = 0, primary = 0;
+    viGetAttribute(gv, VI_ATTR_INTF_PARENT_NUM, &parent);
+    viGetAttribute(gv, VI_ATTR_GPIB_PRIMARY_ADDR, &primary);
+    EXPECT_LT(at(("GPIB" + std::to_string(parent) + "::" + std::to_string(primary) + "::INSTR").c_str()),
+              static_cast<long>(names.size()));
 }
 
 TEST_F(DemoBench, InstrumentsAnswerAsTheirKindWould) {
