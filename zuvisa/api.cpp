@@ -183,6 +183,12 @@ ZU_API ViStatus viFindRsrc(ViSession sesn, ViConstString expr, ViPFindList vi, V
             fl->next = 1;
             for (const auto& b : backend.bridgelets) {
                 fl->vxiRmStatus = std::min(fl->vxiRmStatus, b->vxiResourceManagerStatus());
+                ViStatus why = VI_SUCCESS;
+                long after = b->findNextFailsAfter(&why);
+                if (after >= 0 && (fl->failAfter < 0 || after < fl->failAfter)) {
+                    fl->failAfter = after;
+                    fl->failStatus = why;
+                }
             }
             ViFindList h = Library::instance().handles.add(fl);
             if (!h) return VI_ERROR_ALLOC;
@@ -205,6 +211,7 @@ ZU_API ViStatus viFindNext(ViFindList vi, ViChar desc[]) {
         if (!fl) return VI_ERROR_INV_OBJECT;
         std::lock_guard<std::mutex> lock(fl->m);
         if (fl->next >= fl->names.size()) return VI_ERROR_RSRC_NFOUND;
+        if (fl->failAfter >= 0 && fl->next >= static_cast<size_t>(fl->failAfter)) return fl->failStatus;
         copyName(desc, fl->names[fl->next++]);
         return VI_SUCCESS;
     });

@@ -20,7 +20,7 @@
 
 namespace zuvisa {
 
-inline constexpr int kBridgeletAbi = 1;
+inline constexpr int kBridgeletAbi = 2;
 
 using Clock = std::chrono::steady_clock;
 
@@ -158,6 +158,12 @@ public:
     // The state of the VXI resource manager on this bridgelet's buses (0: ran, negative: did
     // not complete), reported on find lists.
     virtual ViInt32 vxiResourceManagerStatus() const { return 0; }
+    // A search fault: viFindNext answers *status once this many names of a find list were
+    // handed out (-1: never).
+    virtual long findNextFailsAfter(ViStatus* status) const {
+        (void)status;
+        return -1;
+    }
 };
 
 // What the core offers a module while it registers.

@@ -115,6 +115,12 @@ ViStatus readConfigFile(const std::string& path, Config* out, std::string* probl
     for (int i = 1; i <= n; ++i) {
         char* name = nullptr;
         if (Ini_NthItemName(p, kSectionSimulation, i, &name) <= 0 || !name) continue;
+        if (std::string(name) == kItemDemoBench) {
+            int on = 0;
+            if (Ini_GetBoolean(p, kSectionSimulation, name, &on) > 0) c.demoBench = on ? 1 : 0;
+            else if (problem) *problem = std::string(kItemDemoBench) + " is neither True nor False";
+            continue;
+        }
         std::string value = itemString(p, kSectionSimulation, name);
         if (!value.empty()) c.simulationFiles.push_back(resolve(base, value));
     }
@@ -163,6 +169,11 @@ ViStatus loadConfig(const std::string& moduleDir, Config* out, std::string* prob
         return VI_WARN_CONFIG_NLOADED;
     }
     if (c.moduleDirectory.empty()) c.moduleDirectory = moduleDir;
+    // The demo bench stays in force in a file that names no simulation of its own, so that
+    // editing the configuration (enabling another bridgelet) does not lose it.
+    std::string bench = moduleDir + "/" + kDefaultBenchFile;
+    bool wantBench = c.demoBench == 1 || (c.demoBench == -1 && c.simulationFiles.empty());
+    if (wantBench && fileExists(bench)) c.simulationFiles.insert(c.simulationFiles.begin(), bench);
     *out = std::move(c);
     return VI_SUCCESS;
 }

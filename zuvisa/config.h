@@ -13,6 +13,8 @@
 //
 //   [Simulation]
 //   File1 = "bench.yaml"      ; any item name; relative paths are taken from the file's folder
+//   DemoBench = False         ; the bundled demo bench: loaded (when sim is enabled) unless
+//                             ; this is False; by default only while no file is named
 //
 //   [sim]                     ; a section per bridgelet is handed to that bridgelet as it is
 #pragma once
@@ -29,6 +31,7 @@ inline constexpr char kSectionBridgelets[] = "Bridgelets";
 inline constexpr char kSectionAliases[] = "Aliases";
 inline constexpr char kSectionSimulation[] = "Simulation";
 inline constexpr char kItemModuleDirectory[] = "ModuleDirectory";
+inline constexpr char kItemDemoBench[] = "DemoBench";
 inline constexpr char kDefaultBenchFile[] = "zuvisa-sim-default.yaml";
 
 struct BridgeletEntry {
@@ -41,7 +44,8 @@ struct Config {
     std::vector<BridgeletEntry> bridgelets;
     std::string moduleDirectory;
     std::vector<std::pair<std::string, std::string>> aliases;  // alias, resource name
-    std::vector<std::string> simulationFiles;
+    std::vector<std::string> simulationFiles;  // with the demo bench, when it is in force
+    int demoBench = -1;                          // the DemoBench item: -1 absent, 0 or 1
     std::vector<std::pair<std::string, std::vector<std::pair<std::string, std::string>>>> sections;
 
     const std::vector<std::pair<std::string, std::string>>* section(const std::string& name) const;

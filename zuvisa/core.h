@@ -119,6 +119,8 @@ struct FindListObject : Object {
     size_t next = 0;
     std::mutex m;
     ViInt32 vxiRmStatus = 0;
+    long failAfter = -1;  // names handed out before viFindNext fails (-1: never)
+    ViStatus failStatus = VI_SUCCESS;
 };
 
 struct EventObject : Object {

@@ -2,6 +2,7 @@
 // happened, in one sentence, without the code's name.
 #include "zuvisa/status.h"
 
+#include <cstring>
 #include <iterator>
 
 namespace zuvisa {
@@ -119,6 +120,14 @@ const StatusInfo kStatuses[] = {
 const StatusInfo* findStatus(ViStatus status) {
     for (const StatusInfo& s : kStatuses) {
         if (s.status == status) return &s;
+    }
+    return nullptr;
+}
+
+const StatusInfo* findStatusByName(const char* name) {
+    if (!name) return nullptr;
+    for (const StatusInfo& s : kStatuses) {
+        if (std::strcmp(s.name, name) == 0) return &s;
     }
     return nullptr;
 }

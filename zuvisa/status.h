@@ -13,6 +13,8 @@ struct StatusInfo {
 
 // Null when the library does not know the code.
 const StatusInfo* findStatus(ViStatus status);
+// By symbolic name ("VI_ERROR_TMO"), exact; null when unknown. Device files name statuses so.
+const StatusInfo* findStatusByName(const char* name);
 // The table in ascending code order within completion codes, then errors; for listing.
 const StatusInfo* statusTable(int* count);
 

@@ -728,6 +728,8 @@ ViStatus _VI_FUNC viMemFreeEx(ViSession vi, ViBusAddress64 offset);
 #define VI_VXI_CMD32_RESP16                  0x0402UL
 #define VI_VXI_CMD32_RESP32                  0x0404UL
 #define VI_VXI_RESP32                        0x0004UL
+#define VI_VXI_RESP_NONE                     0
+#define VI_VXI_RESP_PROT_ERROR               (-1)
 #define VI_ASSERT_SIGNAL                     (-1)
 #define VI_ASSERT_USE_ASSIGNED               0
 #define VI_ASSERT_IRQ1                       1

@@ -43,7 +43,7 @@ TEST_F(Api, FindRegularExpressionsAndAttributeClauses) {
         {"GPIB?*{VI_ATTR_INTF_NUM == 1}", {"GPIB1::7::INSTR"}},
         {"?*{VI_ATTR_GPIB_PRIMARY_ADDR > 5 && VI_ATTR_GPIB_PRIMARY_ADDR < 8}", {"GPIB0::6::INSTR", "GPIB1::7::INSTR"}},
         {"?*{VI_ATTR_MANF_NAME == \"acme?*\"}", {"USB0::0x1234::0x5678::SN01::INSTR"}},
-        {"?*{VI_ATTR_INTF_INST_NAME == \"Bench GPIB\"}", {"GPIB0::6::INSTR"}},
+        {"?*{VI_ATTR_INTF_INST_NAME == \"Bench GPIB?*\"}", {"GPIB0::6::INSTR"}},
         {"?*{VI_ATTR_TCPIP_PORT == 5025 || VI_ATTR_USB_SERIAL_NUM == \"SN01\"}",
          {"TCPIP0::10.0.0.5::5025::SOCKET", "USB0::0x1234::0x5678::SN01::INSTR"}},
     };
@@ -259,7 +259,7 @@ TEST_F(Api, OperationsAResourceLacksAreNotSupported) {
     EXPECT_EQ(viMove(vi, 1, 0, 3, 1, 0, VI_WIDTH_8, 1), VI_ERROR_INV_WIDTH);
     EXPECT_EQ(viMapAddress(vi, VI_A16_SPACE, 0, 16, VI_FALSE, nullptr, &addr), VI_ERROR_NSUP_OPER);
     EXPECT_EQ(viMemAlloc(vi, 16, &off), VI_ERROR_NSUP_OPER);
-    EXPECT_EQ(viGpibControlREN(vi, VI_GPIB_REN_ASSERT), VI_ERROR_NSUP_OPER);
+    EXPECT_EQ(viGpibControlATN(vi, VI_GPIB_ATN_ASSERT), VI_ERROR_NSUP_OPER);
     EXPECT_EQ(viGpibSendIFC(vi), VI_ERROR_NSUP_OPER);
     EXPECT_EQ(viVxiCommandQuery(vi, VI_VXI_CMD16, 0, &resp), VI_ERROR_NSUP_OPER);
     EXPECT_EQ(viMapTrigger(vi, VI_TRIG_TTL0, VI_TRIG_TTL1, 0), VI_ERROR_NSUP_OPER);

@@ -22,6 +22,7 @@ const char kUsage[] =
     "  disable NAME             do not load bridgelet NAME\n"
     "  add-sim FILE             add a simulation (device) file\n"
     "  remove-sim FILE          remove a simulation file\n"
+    "  bench on|off             load the bundled demo bench or not\n"
     "  alias NAME RESOURCE      name a resource\n"
     "  unalias NAME             remove an alias\n"
     "  list [EXPRESSION]        resources the library finds (default ?*)\n";
@@ -95,6 +96,9 @@ int show(const std::string& given, std::string* out, std::string* err) {
     if (!c.moduleDirectory.empty()) *out += "module directory: " + c.moduleDirectory + "\n";
     *out += "simulation files:\n";
     for (const auto& f : c.simulationFiles) *out += "  " + f + "\n";
+    // The demo bench comes with the sim bridgelet unless the file says otherwise.
+    bool bench = c.demoBench == 1 || (c.demoBench == -1 && (path.empty() || c.simulationFiles.empty()));
+    *out += std::string("demo bench: ") + (bench ? "on" : "off") + "\n";
     *out += "aliases:\n";
     for (const auto& [a, r] : c.aliases) *out += "  " + a + " = " + r + "\n";
     return 0;
@@ -204,6 +208,8 @@ int run(const std::vector<std::string>& argsIn, std::string* out, std::string* e
             *err += args[1] + " is not listed\n";
             return 1;
         }
+    } else if (cmd == "bench" && args.size() == 2 && (args[1] == "on" || args[1] == "off")) {
+        Ini_PutBoolean(p, zuvisa::kSectionSimulation, zuvisa::kItemDemoBench, args[1] == "on");
     } else if (cmd == "alias" && args.size() == 3) {
         Ini_PutString(p, zuvisa::kSectionAliases, args[1].c_str(), args[2].c_str());
     } else if (cmd == "unalias" && args.size() == 2) {

@@ -58,12 +58,41 @@ TEST(Portconf, ShowsAndLists) {
     ASSERT_EQ(run({"list", "GPIB?*"}, &out, &err), 0) << err;
     EXPECT_EQ(out,
               "GPIB0::5::INSTR  [GPIB0 (simulated)]\n"
-              "GPIB0::6::INSTR  [Bench GPIB]\n"
+              "GPIB0::6::INSTR  [Bench GPIB (simulated)]\n"
               "GPIB1::7::INSTR  [GPIB1 (simulated)]\n");
     out.clear();
     EXPECT_EQ(run({"list", "VXI?*"}, &out, &err), 0);
     EXPECT_EQ(out, "no resources\n");
     EXPECT_EQ(run({"list", "[bad"}, &out, &err), 1);
+}
+
+TEST(Portconf, SwitchesTheDemoBenchOffAndOn) {
+    TempConfig tc("[Bridgelets]\nsim = True\n");
+    std::string out, err;
+    ASSERT_EQ(run({"show"}, &out, &err), 0) << err;
+    EXPECT_NE(out.find("demo bench: on"), std::string::npos) << out;
+    out.clear();
+    ASSERT_EQ(run({"list", "VXI0::?*"}, &out, &err), 0) << err;
+    EXPECT_NE(out.find("VXI0::16::INSTR  [VXI0 (ZU VX-Link embedded controller, simulated)]"), std::string::npos) << out;
+
+    ASSERT_EQ(run({"bench", "off"}, &out, &err), 0) << err;
+    out.clear();
+    ASSERT_EQ(run({"show"}, &out, &err), 0) << err;
+    EXPECT_NE(out.find("demo bench: off"), std::string::npos) << out;
+    out.clear();
+    ASSERT_EQ(run({"list"}, &out, &err), 0) << err;
+    EXPECT_EQ(out, "no resources\n");
+
+    ASSERT_EQ(run({"bench", "on"}, &out, &err), 0) << err;
+    ASSERT_EQ(run({"add-sim", zuvisa::testing::testData("../../zuvisa/data/bench.yaml")}, &out, &err), 0) << err;
+    out.clear();
+    ASSERT_EQ(run({"list", "?*::5::INSTR"}, &out, &err), 0) << err;
+    // The board is the demo bench's, and so is its name.
+    EXPECT_EQ(out, "GPIB0::5::INSTR  [GPIB0 (ZU GP-488 USB adapter, simulated)]\n") << "the bench and a file of one's own";
+    out.clear();
+    ASSERT_EQ(run({"list", "PXI?*"}, &out, &err), 0) << err;
+    EXPECT_NE(out.find("PXI0::12::INSTR"), std::string::npos) << out;
+    EXPECT_EQ(run({"bench", "maybe"}, &out, &err), 2);
 }
 
 TEST(Portconf, CreatesTheUserFileWhenNoneExists) {

@@ -240,10 +240,12 @@ bool expandResponse(const std::string& text, std::mt19937& rng, std::string* out
 
 // ---- device ----------------------------------------------------------------------------------
 
-Device::Device(std::shared_ptr<const DeviceDef> def, const std::string& interfaceKey)
-    : def_(std::move(def)), rng_(0x5eed) {
+Device::Device(std::shared_ptr<const DeviceDef> def, const std::string& interfaceKey,
+               std::shared_ptr<Sinks> sinks)
+    : def_(std::move(def)), sinks_(std::move(sinks)), rng_(0x5eed) {
     auto it = def_->eom.find(interfaceKey);
     if (it != def_->eom.end()) eom_ = it->second;
+    announceBytes_ = interfaceKey.rfind("ASRL", 0) == 0;
     reset();
     registers_.assign(def_->statusRegisters.size(), 0);
     queues_.assign(def_->errorQueues.size(), {});
@@ -260,14 +262,72 @@ void Device::reset() {
     }
 }
 
-void Device::attach(EventSink* sink) {
+void Device::attach(EventSink* sink) { sinks_->attach(sink); }
+
+void Device::detach(EventSink* sink) { sinks_->detach(sink); }
+
+void Device::setActionStarter(std::function<void(size_t)> starter) {
     std::lock_guard<std::mutex> lock(m_);
-    sinks_.push_back(sink);
+    startAction_ = std::move(starter);
 }
 
-void Device::detach(EventSink* sink) {
+void Device::startActions(ActionDef::When when, const std::string& command) {
+    if (!startAction_) return;
+    for (size_t i = 0; i < def_->actions.size(); ++i) {
+        const ActionDef& a = def_->actions[i];
+        if (a.when == when && (when != ActionDef::When::Command || a.command == command)) startAction_(i);
+    }
+}
+
+void Device::perform(const ActionDef& action, const EventData& event) {
     std::lock_guard<std::mutex> lock(m_);
-    sinks_.erase(std::remove(sinks_.begin(), sinks_.end(), sink), sinks_.end());
+    if (action.esr >= 0) esr_ |= static_cast<uint8_t>(action.esr);
+    if (action.hasSend) {
+        std::string expanded;
+        if (!expandResponse(action.send, rng_, &expanded)) expanded = action.send;
+        queueOutput(expanded + eom_.r);
+    }
+    if (action.raise == VI_EVENT_SERVICE_REQ) {
+        // A service request asked for by the device itself, whatever its enable mask says.
+        rqs_ = true;
+        sinks_->raise(event);
+    } else if (action.raise) {
+        sinks_->raise(event);
+    }
+    updateServiceRequest();
+}
+
+void Device::setRemote(bool remote, bool lockout) {
+    std::lock_guard<std::mutex> lock(m_);
+    remote_ = remote;
+    lockout_ = lockout;
+}
+
+bool Device::remote() const {
+    std::lock_guard<std::mutex> lock(m_);
+    return remote_;
+}
+
+bool Device::lockedOut() const {
+    std::lock_guard<std::mutex> lock(m_);
+    return lockout_;
+}
+
+bool Device::serviceRequested() const {
+    std::lock_guard<std::mutex> lock(m_);
+    return rqs_;
+}
+
+size_t Device::pendingOutput() const {
+    std::lock_guard<std::mutex> lock(m_);
+    size_t n = 0;
+    for (const Outgoing& o : output_) n += o.bytes.size() - o.pos;
+    return n;
+}
+
+void Device::breakReceived() {
+    std::lock_guard<std::mutex> lock(m_);
+    input_.clear();
 }
 
 uint8_t Device::statusByte() const {
@@ -286,13 +346,19 @@ void Device::updateServiceRequest() {
         rqs_ = true;
         EventData e;
         e.type = VI_EVENT_SERVICE_REQ;
-        for (EventSink* s : sinks_) s->raise(e);
+        sinks_->raise(e);
     }
     summary_ = summary;
 }
 
 void Device::queueOutput(std::string bytes) {
     if (output_.size() >= kMaxQueued) output_.pop_front();  // an unread backlog is not kept forever
+    if (announceBytes_ && !bytes.empty()) {
+        EventData e;
+        e.type = kBytesArrived;
+        e.texts.emplace_back(0, bytes);
+        sinks_->raise(e);
+    }
     output_.push_back({std::move(bytes), 0});
     cv_.notify_all();
 }
@@ -492,6 +558,7 @@ std::optional<std::string> Device::processMessage(const std::string& message) {
         std::string part = trim(raw);
         if (part.empty()) continue;
         Answer a = processOne(part);
+        startActions(ActionDef::When::Command, part);
         if (!a.response) continue;
         std::string expanded;
         if (!expandResponse(*a.response, rng_, &expanded)) expanded = *a.response;
@@ -608,6 +675,7 @@ ViStatus Device::readStb(ViUInt16* stb) {
 }
 
 void Device::doTrigger() {
+    startActions(ActionDef::When::Trigger, std::string());
     if (def_->hasTriggerResponse) {
         std::string expanded;
         if (!expandResponse(def_->triggerResponse, rng_, &expanded)) expanded = def_->triggerResponse;

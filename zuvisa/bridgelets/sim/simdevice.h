@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -16,6 +17,7 @@
 
 #include "zuvisa/bridgelet.h"
 #include "zuvisa/bridgelets/sim/devicefile.h"
+#include "zuvisa/bridgelets/sim/sinks.h"
 
 namespace zuvisa::sim {
 
@@ -28,13 +30,28 @@ bool matchPattern(const std::string& pattern, const std::string& message, std::s
 // Expands BYTES(...) and RANDOM(...) in a response; false when their arguments are malformed.
 bool expandResponse(const std::string& text, std::mt19937& rng, std::string* out);
 
+// Not a VISA event: tells the link of a serial port which bytes just arrived, so that it can
+// raise the character events its session asks for.
+inline constexpr ViEventType kBytesArrived = 0;
+
 class Device {
 public:
-    // interfaceKey selects the end-of-message pair, e.g. "GPIB INSTR".
-    Device(std::shared_ptr<const DeviceDef> def, const std::string& interfaceKey);
+    // interfaceKey selects the end-of-message pair, e.g. "GPIB INSTR". Events go to sinks, which
+    // a device may share with the register side of the same instrument.
+    Device(std::shared_ptr<const DeviceDef> def, const std::string& interfaceKey,
+           std::shared_ptr<Sinks> sinks = std::make_shared<Sinks>());
 
     void attach(EventSink* sink);
     void detach(EventSink* sink);
+    const std::shared_ptr<Sinks>& sinks() const { return sinks_; }
+    const DeviceDef& definition() const { return *def_; }
+
+    // Called (with the device's lock held) with the index of each action that a command or a
+    // trigger starts; the receiver schedules it and must not call back into the device.
+    void setActionStarter(std::function<void(size_t)> starter);
+    // Carries out the effects of an action that the device itself has (event status bits, a
+    // message it sends, a service request); other events are raised to its sinks.
+    void perform(const ActionDef& action, const EventData& event);
 
     ViStatus write(const ViByte* buf, size_t count, bool end, size_t* done);
     ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io,
@@ -42,6 +59,15 @@ public:
     ViStatus clear();
     ViStatus readStb(ViUInt16* stb);
     ViStatus trigger(ViUInt16 protocol);
+
+    // GPIB bus state the device sees.
+    void setRemote(bool remote, bool lockout);
+    bool remote() const;
+    bool lockedOut() const;
+    bool serviceRequested() const;  // RQS set and not yet polled
+    size_t pendingOutput() const;   // bytes waiting to be read
+    // A line break or a device clear that ends the current input message.
+    void breakReceived();
 
     // The response to one message (without its termination), as the device would queue it;
     // nullopt when the message gets no answer. For tests and for the write path.
@@ -71,12 +97,16 @@ private:
     void updateServiceRequest();
     void doTrigger();
     void reset();
+    void startActions(ActionDef::When when, const std::string& command);
 
     std::shared_ptr<const DeviceDef> def_;
     Eom eom_;
-    std::mutex m_;
+    bool announceBytes_ = false;
+    mutable std::mutex m_;
     std::condition_variable cv_;
-    std::vector<EventSink*> sinks_;
+    std::shared_ptr<Sinks> sinks_;
+    std::function<void(size_t)> startAction_;
+    bool remote_ = false, lockout_ = false;
 
     std::string input_;
     std::deque<Outgoing> output_;

@@ -114,6 +114,147 @@ TEST(DeviceFile, RejectsWhatItCannotUse) {
     EXPECT_EQ(parseDeviceText("devices: " + deep, "", &f, nullptr), VI_ERROR_INV_SETUP);
 }
 
+// The hardware bench of the ZU-VISA tests uses every extension.
+TEST(DeviceFile, ReadsTheExtensions) {
+    DeviceFile f;
+    std::string why;
+    ASSERT_EQ(loadDeviceFile(std::string(getenv("TALMIK_TEST_DATA")) + "/data/hardware.yaml", &f, &why), VI_SUCCESS) << why;
+    ASSERT_EQ(f.interfaces.size(), 7u);
+    const InterfaceDef& gv = f.interfaces[2];
+    EXPECT_EQ(gv.name, "GPIB-VXI0");
+    EXPECT_EQ(gv.parent, 1);
+    EXPECT_EQ(gv.address, 9);
+    EXPECT_EQ(gv.controller, "controller");
+    EXPECT_EQ(f.interfaces[0].controlReturnsMs, 100u);
+    EXPECT_TRUE(f.interfaces[5].mxi);
+    EXPECT_EQ(f.interfaces[5].mainframes, (std::vector<int>{0, 128}));
+
+    const DeviceDef* dig = f.device("digitizer");
+    ASSERT_NE(dig, nullptr);
+    EXPECT_EQ(dig->vxi.deviceClass, VI_VXI_CLASS_REGISTER);
+    EXPECT_EQ(dig->vxi.memorySpace, VI_A24_SPACE);
+    EXPECT_EQ(dig->vxi.memorySize, 0x10000u);
+    EXPECT_TRUE(dig->vxi.sharedMemory);
+    EXPECT_EQ(dig->vxi.triggerLines, (1u << VI_TRIG_TTL0) | (1u << VI_TRIG_TTL2));
+    EXPECT_EQ(dig->vxi.interruptLevel, 3);
+    ASSERT_EQ(dig->memory.size(), 2u);
+    EXPECT_EQ(dig->memory[0].values.size(), 4u);
+    ASSERT_EQ(dig->actions.size(), 3u);
+    EXPECT_EQ(dig->actions[0].when, ActionDef::When::Write);
+    EXPECT_EQ(dig->actions[0].space, VI_A16_SPACE);
+    EXPECT_EQ(dig->actions[0].offset, 0x22u);
+    EXPECT_EQ(dig->actions[2].when, ActionDef::When::Trigger);
+    EXPECT_EQ(dig->actions[2].numbers.at(0), (std::pair<ViAttr, ViAttrState>{VI_ATTR_SIGP_STATUS_ID, 0x7708}));
+
+    const DeviceDef* daq = f.device("daq");
+    ASSERT_NE(daq, nullptr);
+    EXPECT_EQ(daq->pxi.bars[1].type, VI_PXI_ADDR_IO);
+    EXPECT_EQ(daq->pxi.classCode, 0x118000u);
+    EXPECT_EQ(daq->actions[1].when, ActionDef::When::Every);
+    EXPECT_EQ(daq->actions[1].periodMs, 50u);
+    EXPECT_FALSE(f.device("failing module")->vxi.passed);
+    EXPECT_TRUE(f.device("supply")->serial.followsRts);
+
+    auto resource = [&](const std::string& name) -> const ResourceDef& {
+        for (const ResourceDef& r : f.resources) {
+            if (r.name == name) return r;
+        }
+        static ResourceDef none;
+        ADD_FAILURE() << name;
+        return none;
+    };
+    EXPECT_FALSE(resource("GPIB0::7::INSTR").present);
+    EXPECT_EQ(resource("VXI1::130::INSTR").mainframe, 128);
+    EXPECT_EQ(resource("VXI0::8::INSTR").slot, 3);
+    EXPECT_TRUE(resource("GPIB0::INTFC").device.empty());
+
+    DeviceFile faults;
+    ASSERT_EQ(loadDeviceFile(std::string(getenv("TALMIK_TEST_DATA")) + "/data/faults.yaml", &faults, &why), VI_SUCCESS) << why;
+    EXPECT_TRUE(faults.hasBench);
+    EXPECT_EQ(faults.bench.vxiResourceManager, -1);
+    EXPECT_EQ(faults.bench.findNextFailsAfter, 3);
+    EXPECT_EQ(faults.bench.findNextStatus, VI_ERROR_IO);
+    const FaultDef& read = faults.resources[0].faults.at(0);
+    EXPECT_EQ(read.operation, "viRead");
+    EXPECT_EQ(read.status, VI_ERROR_IO);
+    EXPECT_EQ(read.after, 1u);
+    EXPECT_EQ(read.times, 2);
+    EXPECT_EQ(faults.resources[1].faults.at(0).delayMs, 300u);
+    EXPECT_EQ(faults.resources[2].openStatus, VI_ERROR_RSRC_BUSY);
+    EXPECT_EQ(faults.resources[3].faults.at(1).status, static_cast<ViStatus>(0xBFFF0015));
+}
+
+TEST(DeviceFile, RejectsExtensionsItCannotUse) {
+    const char* bad[] = {
+        "devices:\n  d:\n    vxi: {class: fancy}\n",
+        "devices:\n  d:\n    vxi: {manufacturer: 0x1000}\n",
+        "devices:\n  d:\n    vxi: {memory: {space: A16, size: 256}}\n",
+        "devices:\n  d:\n    vxi: {memory: {space: A24, size: 300}}\n",
+        "devices:\n  d:\n    vxi: {memory: {space: A24, size: 0x1000000}}\n",
+        "devices:\n  d:\n    vxi: {triggers: [TTL9]}\n",
+        "devices:\n  d:\n    vxi: {interrupt_level: 0}\n",
+        "devices:\n  d:\n    vxi: {}\n    pxi: {}\n",
+        "devices:\n  d:\n    pxi: {bars: [{type: mem, size: 100}]}\n",
+        "devices:\n  d:\n    pxi: {bars: [{type: rom, size: 256}]}\n",
+        "devices:\n  d:\n    pxi: {bars: [{}, {}, {}, {}, {}, {}, {}]}\n",
+        "devices:\n  d:\n    pxi: {vendor: 0x10000}\n",
+        "devices:\n  d:\n    memory: [{space: Q16, values: [1]}]\n",
+        "devices:\n  d:\n    memory: [{space: A24, width: 12, values: [1]}]\n",
+        "devices:\n  d:\n    memory: [{space: A24, width: 8, values: [256]}]\n",
+        "devices:\n  d:\n    memory: [{space: A24}]\n",
+        "devices:\n  d:\n    memory: [{space: A24, pattern: sine, count: 8}]\n",
+        "devices:\n  d:\n    memory: [{space: A24, pattern: ramp, count: 99999999}]\n",
+        "devices:\n  d:\n    actions: [{raise: VI_EVENT_TRIG}]\n",
+        "devices:\n  d:\n    actions: [{command: X, every: 100, raise: VI_EVENT_TRIG}]\n",
+        "devices:\n  d:\n    actions: [{command: X}]\n",
+        "devices:\n  d:\n    actions: [{command: X, raise: VI_EVENT_NOTHING}]\n",
+        "devices:\n  d:\n    actions: [{every: 5, raise: VI_EVENT_TRIG}]\n",
+        "devices:\n  d:\n    actions: [{command: X, esr: 256}]\n",
+        "devices:\n  d:\n    actions: [{command: X, esr: 1, attributes: {VI_ATTR_RECV_TRIG_ID: 1}}]\n",
+        "devices:\n  d:\n    actions: [{command: X, raise: VI_EVENT_TRIG, attributes: {VI_ATTR_TMO_VALUE: 1}}]\n",
+        "devices:\n  d:\n    actions: [{write: {space: A16}, raise: VI_EVENT_TRIG}]\n",
+        "devices:\n  d:\n    serial: {dcd: maybe}\n",
+        "interfaces:\n  GPIB0: {address: 31}\n",
+        "interfaces:\n  GPIB0: {cic: 2}\n",
+        "interfaces:\n  VXI0: {mainframes: [256]}\n",
+        "interfaces:\n  VXI0: {}\n  VXI0: {}\n",
+        "bench: {vxi_resource_manager: VI_ERROR_NOPE}\n",
+        "bench: {find_next_status: VI_SUCCESS}\n",
+        "bench: {find_next_fails_after: -1}\n",
+        "resources:\n  GPIB0::1::INSTR: {device: d, present: perhaps}\n",
+        "devices:\n  d: {}\nresources:\n  GPIB0::1::INSTR: {device: d, open: VI_SUCCESS}\n",
+        "devices:\n  d: {}\nresources:\n  GPIB0::1::INSTR: {device: d, faults: [{operation: read, status: VI_ERROR_IO}]}\n",
+        "devices:\n  d: {}\nresources:\n  GPIB0::1::INSTR: {device: d, faults: [{operation: viRead}]}\n",
+        "devices:\n  d: {}\nresources:\n  GPIB0::1::INSTR: {device: d, faults: [{operation: viRead, status: 12x}]}\n",
+        "devices:\n  d: {}\nresources:\n  VXI0::1::INSTR: {device: d, mainframe: 300}\n",
+    };
+    for (const char* text : bad) {
+        DeviceFile f;
+        std::string why;
+        EXPECT_EQ(parseDeviceText(text, "", &f, &why), VI_ERROR_INV_SETUP) << text;
+        EXPECT_FALSE(why.empty()) << text;
+    }
+}
+
+TEST(DeviceFile, NamesOfSpacesStatusesAndLines) {
+    EXPECT_EQ(spaceByName("A24"), VI_A24_SPACE);
+    EXPECT_EQ(spaceByName("BAR5"), VI_PXI_BAR5_SPACE);
+    EXPECT_EQ(spaceByName("a24"), 0);
+    ViStatus st = 0;
+    EXPECT_TRUE(statusByText("VI_ERROR_TMO", &st));
+    EXPECT_EQ(st, VI_ERROR_TMO);
+    EXPECT_TRUE(statusByText("-1073807339", &st));
+    EXPECT_EQ(st, VI_ERROR_TMO);
+    EXPECT_TRUE(statusByText("0xBFFF0015", &st));
+    EXPECT_EQ(st, VI_ERROR_TMO);
+    EXPECT_FALSE(statusByText("0x1BFFF0015", &st));
+    EXPECT_FALSE(statusByText("VI_ERROR_TMOX", &st));
+    ViInt16 line = 0;
+    EXPECT_TRUE(triggerLineByName("PANEL_IN", &line));
+    EXPECT_EQ(line, VI_TRIG_PANEL_IN);
+    EXPECT_FALSE(triggerLineByName("TTL8", &line));
+}
+
 TEST(DeviceFile, DevicesFromOtherFiles) {
     char tmpl[] = "/tmp/zuvisa-devfile-XXXXXX";
     std::string dir = mkdtemp(tmpl);
