@@ -130,6 +130,8 @@ public:
     int check(int index, bool on);
     // The value an item gets when the caller gives none.
     Value defaultItemValue(int index, const std::string& label) const;
+    // Takes the data type that a form names in its dataType property.
+    void readFormDataType(QWidget* w);
 
     // The widget side.
     virtual void widgetInsert(int index, const std::string& label) = 0;

@@ -221,6 +221,11 @@ void RingControl::createWidget(QWidget* parent) {
     widget = c;
 }
 
+void ListControl::readFormDataType(QWidget* w) {
+    QVariant named = w->property("dataType");
+    if (named.isValid()) dataType = dataTypeFromName(named.toString().toStdString(), dataType);
+}
+
 void RingControl::adoptWidget(QWidget* w) {
     // Items written into the form become items with default values (or the form's itemValues).
     widget = w;
@@ -229,6 +234,7 @@ void RingControl::adoptWidget(QWidget* w) {
     for (int k = 0; k < c->count(); ++k) labels << c->itemText(k);
     int current = c->currentIndex();
     c->clear();
+    readFormDataType(w);
     QStringList values = w->property("itemValues").toStringList();
     for (int k = 0; k < labels.size(); ++k) {
         std::string label = labels[k].toStdString();
@@ -317,6 +323,7 @@ void ListBoxControl::adoptWidget(QWidget* w) {
     QStringList labels;
     for (int k = 0; k < l->count(); ++k) labels << l->item(k)->text();
     l->clear();
+    readFormDataType(w);
     checkMode = w->property("checkMode").toBool();
     QStringList values = w->property("itemValues").toStringList();
     for (int k = 0; k < labels.size(); ++k) {

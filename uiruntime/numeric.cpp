@@ -171,16 +171,8 @@ void NumericControl::adoptWidget(QWidget* w) {
     int type = w->property("uirClass").toString() == QLatin1String("QDoubleSpinBox") ? VAL_DOUBLE
                                                                                    : VAL_INTEGER;
     if (dt.isValid()) {
-        bool ok = false;
-        int n = dt.toInt(&ok);
-        if (ok && isValidDataType(n) && n != VAL_STRING) type = n;
-        QString s = dt.toString().trimmed().toLower();
-        static const std::pair<const char*, int> names[] = {
-            {"char", VAL_CHAR}, {"int", VAL_INTEGER}, {"short", VAL_SHORT_INTEGER},
-            {"float", VAL_FLOAT}, {"double", VAL_DOUBLE}, {"unsigned short", VAL_UNSIGNED_SHORT_INTEGER},
-            {"unsigned int", VAL_UNSIGNED_INTEGER}, {"unsigned char", VAL_UNSIGNED_CHAR}};
-        for (auto& [name, t] : names)
-            if (s == QLatin1String(name)) type = t;
+        int named = dataTypeFromName(dt.toString().toStdString(), type);
+        if (named != VAL_STRING) type = named;
     }
     e->dataType = type;
     e->minimum = e->formMinimumSet ? convertValue(Value::real(e->formMinimum), type) : typeMin(type);

@@ -1,5 +1,8 @@
 #include "uiruntime/values.h"
 
+#include <cctype>
+#include <cstdlib>
+
 #include <climits>
 #include <cmath>
 #include <cstring>
@@ -24,6 +27,25 @@ bool Value::operator==(const Value& o) const {
 }
 
 bool isValidDataType(int t) { return t >= VAL_CHAR && t <= VAL_UNSIGNED_CHAR; }
+
+int dataTypeFromName(const std::string& name, int fallback) {
+    std::string s;
+    for (char c : name)
+        if (!std::isspace(static_cast<unsigned char>(c)) || (!s.empty() && s.back() != ' '))
+            s += std::isspace(static_cast<unsigned char>(c)) ? ' ' : static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    while (!s.empty() && s.back() == ' ') s.pop_back();
+    static const std::pair<const char*, int> names[] = {
+        {"char", VAL_CHAR},         {"int", VAL_INTEGER},       {"short", VAL_SHORT_INTEGER},
+        {"float", VAL_FLOAT},       {"double", VAL_DOUBLE},     {"string", VAL_STRING},
+        {"unsigned short", VAL_UNSIGNED_SHORT_INTEGER},         {"unsigned int", VAL_UNSIGNED_INTEGER},
+        {"unsigned char", VAL_UNSIGNED_CHAR}};
+    for (const auto& [n, t] : names)
+        if (s == n) return t;
+    char* end = nullptr;
+    long number = std::strtol(s.c_str(), &end, 10);
+    if (!s.empty() && *end == '\0' && isValidDataType(static_cast<int>(number))) return static_cast<int>(number);
+    return fallback;
+}
 
 bool isIntegerType(int t) {
     switch (t) {

@@ -44,6 +44,8 @@ struct Value {
 };
 
 bool isValidDataType(int dataType);
+// The data type a form names ("int", "unsigned short", "string", ... or its number), else fallback.
+int dataTypeFromName(const std::string& name, int fallback);
 bool isIntegerType(int dataType);
 bool isRealType(int dataType);
 // Range of an integer data type.

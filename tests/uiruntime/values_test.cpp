@@ -87,3 +87,24 @@ TEST(ConvertValue, ClampsIntoTheNewTypesRange) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(DataTypeNames, FormsNameTheirDataType) {
+    const struct {
+        const char* name;
+        int type;
+    } cases[] = {
+        {"string", VAL_STRING},
+        {" Unsigned   Int ", VAL_UNSIGNED_INTEGER},
+        {"unsigned short", VAL_UNSIGNED_SHORT_INTEGER},
+        {"double", VAL_DOUBLE},
+        {"4", VAL_DOUBLE},
+        {"9", -1},
+        {"long", -1},
+        {"", -1},
+    };
+    for (const auto& c : cases) EXPECT_EQ(uir::dataTypeFromName(c.name, -1), c.type) << c.name;
+}
+
+}  // namespace

@@ -1,0 +1,3 @@
+#include "app/registry.h"
+
+int numWindows = 0;

@@ -1,0 +1,346 @@
+#include "app/talmik.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "../toolslib/toolbox/tempdir.h"
+#include "app/prefs.h"
+#include "app/registry.h"
+#include "controls/help.h"
+#include "controls/sheets.h"
+#include "talmik_uir.h"
+#include "uiruntime/testing/uitest.h"
+#include "visalib/visalib.h"
+
+namespace {
+
+const char kExitUir[] = "Unable to locate the talmik.uir resource file.\nThe Talmik utility will exit.";
+const char kExitVisa[] = "Unable to initialize the VISA library.\nThe Talmik utility will exit.";
+const char kNoHelp[] = "Unable to open TALMIK help file.";
+
+std::string binFile(const char* name) { return std::string(std::getenv("TALMIK_BIN_DIR")) + "/" + name; }
+
+// A program directory holding the panels and help texts, ZU-VISA with its demo bench, and a
+// script for the program's loops.
+class Talmik : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(UiTest_Start(), 0);
+        UiTest_SetLoopTimeout(2000);
+        std::filesystem::copy_file(binFile("talmik.uir"), dir.file("talmik.uir"));
+        std::filesystem::copy_file(binFile("ZUtalmik.hlp"), dir.file("ZUtalmik.hlp"));
+        UiTest_SetProjectDir(dir.path().c_str());
+        _ResetDirCache_();
+        useVisa("libzuvisa.so");
+        useConfig("[Bridgelets]\nsim = True\n");
+    }
+    void TearDown() override {
+        EXPECT_TRUE(UiTest_Failures().empty()) << UiTest_Failures().front();
+        VisaLib_Unload();
+        UiTest_Reset();
+        numWindows = 0;
+        unsetenv("ZUVISA_CONFIG");
+        unsetenv("TALMIK_VISA_LIBRARY");
+    }
+    void useVisa(const char* library) { setenv("TALMIK_VISA_LIBRARY", binFile(library).c_str(), 1); }
+    void useConfig(const std::string& text) {
+        writeFile(dir.file("zuvisa.ini"), text);
+        setenv("ZUVISA_CONFIG", dir.file("zuvisa.ini").c_str(), 1);
+    }
+    // Closes the main window at the next pass of the main loop.
+    void closeMainWindowThen(std::function<void()> check = {}) {
+        UiTest_OnLoop([check] {
+            if (check) check();
+            UiTest_ClosePanel(rsrcpanel);
+        });
+    }
+    std::vector<std::string> messages() {
+        std::vector<std::string> out;
+        for (const UiTestPopup& p : UiTest_Popups())
+            if (p.kind == UITEST_MESSAGE) {
+                EXPECT_EQ(p.title, "TALMIK");
+                out.push_back(p.text);
+            }
+        return out;
+    }
+    int numSheets() { return SheetGroupNumSheets(rsrcpanel, rsrcSheets); }
+
+    TempDir dir;
+};
+
+TEST(CommandLine, OnlyTheExactSwitchTurnsTheSearchOff) {
+    const struct {
+        std::vector<const char*> args;
+        short find;
+    } cases[] = {
+        {{"talmik"}, 1},
+        {{"talmik", "/nofind"}, 0},
+        {{"talmik", "/NOFIND"}, 1},
+        {{"talmik", "-nofind"}, 1},
+        {{"talmik", "/nofind", "x"}, 1},
+        {{"talmik", "x", "/nofind"}, 1},
+        {{"talmik", "/nofind "}, 1},
+        {{"talmik", "/nofin"}, 1},
+    };
+    for (const auto& c : cases) {
+        std::vector<char*> argv;
+        for (const char* a : c.args) argv.push_back(const_cast<char*>(a));
+        argv.push_back(nullptr);
+        EXPECT_EQ(findOnStartFromCommandLine(static_cast<int>(c.args.size()), argv.data()), c.find)
+            << (c.args.size() > 1 ? c.args[1] : "(none)");
+    }
+}
+
+TEST_F(Talmik, HouseVisaGoesStraightToTheMainWindow) {
+    bool checked = false;
+    closeMainWindowThen([&] {
+        checked = true;
+        EXPECT_EQ(mfrID, 0x0E5A);
+        EXPECT_EQ(numSheets(), 3);  // with the " ZU I/O" sheet
+        EXPECT_GT(rsrczu, 0);
+        EXPECT_EQ(UiTest_FindPanel("SPLASH"), UIEInvalidPanel);  // gone without waiting
+        EXPECT_EQ(UiTest_IsShown(rsrcio, IOSHEET_RSRCTREE), 1);
+        char title[64];
+        SheetGroupGetActiveSheet(rsrcpanel, rsrcSheets, title, sizeof title);
+        EXPECT_STREQ(title, " VISA I/O");
+        EXPECT_EQ(helpLoaded, 1);
+    });
+    EXPECT_EQ(talmik_main(1), 0);
+    EXPECT_TRUE(checked);
+    EXPECT_TRUE(messages().empty());
+    EXPECT_TRUE(std::filesystem::exists(dir.file("talmik.ini")));
+    EXPECT_EQ(defaultRM, static_cast<ViSession>(VI_NULL));
+    EXPECT_FALSE(Help_IsOpen());
+}
+
+TEST_F(Talmik, BridgeletWarningOnlyWithTheHouseVisa) {
+    useConfig("[Bridgelets]\nsim = True\nmissing = True\n");
+    bool zuSheetBuilt = false;
+    closeMainWindowThen([&] { zuSheetBuilt = rsrczu > 0; });
+    EXPECT_EQ(talmik_main(1), 0);
+    EXPECT_TRUE(zuSheetBuilt);
+    ASSERT_EQ(messages().size(), 1u);
+    EXPECT_EQ(messages()[0],
+              "ZU-VISA loads modules (Bridgelets) to access GPIB, Serial, VXI, etc.\n"
+              "At least one Bridgelet on your system could not be loaded.\n"
+              "You should run the ZU-VISA configuration utility 'portconf'.");
+
+    // The same status through another manufacturer's library shows nothing.
+    VisaLib_Unload();
+    UiTest_ClearPopups();
+    useVisa("libtalmik_foreignvisa.so");
+    UiTest_OnLoop([] { UiTest_Commit(UiTest_FindPanel("SPLASH"), SPLASH_CONTINUE); });
+    closeMainWindowThen([&] { EXPECT_EQ(numSheets(), 2); });
+    EXPECT_EQ(talmik_main(1), 0);
+    EXPECT_TRUE(messages().empty());
+}
+
+TEST_F(Talmik, ForeignVisaSplashWaitsForTheUser) {
+    useVisa("libtalmik_foreignvisa.so");
+    UiTest_OnLoop([&] {
+        int splash = UiTest_FindPanel("SPLASH");
+        ASSERT_GT(splash, 0);
+        int dimmed = 1;
+        GetCtrlAttribute(splash, SPLASH_CONTINUE, ATTR_DIMMED, &dimmed);
+        EXPECT_EQ(dimmed, 0);
+        EXPECT_EQ(UiTest_IsShown(splash, SPLASH_EXIT), 1);
+        EXPECT_EQ(UiTest_DisplayedText(splash, SPLASH_VERSION), "Nov  8 2001 (Linux x86)");
+        EXPECT_EQ(numSheets(), 2);  // no " ZU I/O" sheet
+        UiTest_Commit(splash, SPLASH_CONTINUE);
+    });
+    bool mainShown = false;
+    closeMainWindowThen([&] { mainShown = UiTest_IsShown(rsrcpanel, 0) == 1; });
+    EXPECT_EQ(talmik_main(1), 0);
+    EXPECT_TRUE(mainShown);
+    EXPECT_NE(mfrID, 0x0E5A);
+}
+
+TEST_F(Talmik, ExitOnTheSplashStillWritesTheSettings) {
+    useVisa("libtalmik_foreignvisa.so");
+    writeFile(dir.file("talmik.ini"), "[Preferences]\nviewRsrcByConn = 0\n");
+    UiTest_OnLoop([] { UiTest_Commit(UiTest_FindPanel("SPLASH"), SPLASH_EXIT); });
+    EXPECT_EQ(talmik_main(0), 0);
+    EXPECT_EQ(abortApp, 1);
+    EXPECT_EQ(UiTest_PendingAnswers(), 0);
+    // No main loop ran (the script has no step left for one), and the file was written back.
+    std::string text = readFile(dir.file("talmik.ini"));
+    EXPECT_NE(text.find("viewRsrcByConn = 0"), std::string::npos) << text;
+    EXPECT_EQ(UiTest_Panels().size(), 0u);
+}
+
+TEST_F(Talmik, FatalStartFailures) {
+    // No help file: a message, and the program goes on without help.
+    std::filesystem::remove(dir.file("ZUtalmik.hlp"));
+    closeMainWindowThen();
+    EXPECT_EQ(talmik_main(1), 0);
+    EXPECT_EQ(helpLoaded, 0);
+    EXPECT_EQ(messages(), std::vector<std::string>{kNoHelp});
+
+    // A VISA library that cannot be loaded.
+    UiTest_ClearPopups();
+    VisaLib_Unload();
+    setenv("TALMIK_VISA_LIBRARY", dir.file("nonexistent.so").c_str(), 1);
+    EXPECT_EQ(talmik_main(1), -1);
+    EXPECT_EQ(messages(), (std::vector<std::string>{kNoHelp, kExitVisa}));
+    EXPECT_FALSE(Help_IsOpen());
+
+    // No panel file.
+    UiTest_ClearPopups();
+    VisaLib_Unload();
+    useVisa("libzuvisa.so");
+    std::filesystem::copy_file(binFile("ZUtalmik.hlp"), dir.file("ZUtalmik.hlp"));
+    std::filesystem::remove(dir.file("talmik.uir"));
+    EXPECT_EQ(talmik_main(1), -1);
+    EXPECT_EQ(messages(), std::vector<std::string>{kExitUir});
+    EXPECT_FALSE(Help_IsOpen());
+    EXPECT_EQ(defaultRM, static_cast<ViSession>(VI_NULL));
+    EXPECT_EQ(UiTest_Panels().size(), 0u);
+}
+
+TEST_F(Talmik, RecentFindExpressionsAtStartAndExit) {
+    // Four ring items (fixed entries and separator, no expression found) leave the section alone.
+    const std::string untouched = "[RecentFindExpressions]\nnumExpressions = 1\nstale = \"keep\"\n\n";
+    writeFile(dir.file("talmik.ini"), untouched);
+    closeMainWindowThen([] {
+        int count = 0;
+        GetNumListItems(rsrcio, IOSHEET_FINDRING, &count);
+        EXPECT_EQ(count, 4);
+    });
+    EXPECT_EQ(talmik_main(0), 0);
+    EXPECT_EQ(readFile(dir.file("talmik.ini")).find(untouched), 0u);
+
+    // Six items: two expressions found of five announced are written back as two.
+    writeFile(dir.file("talmik.ini"),
+              "[RecentFindExpressions]\nnumExpressions = 5\nexpr0 = \"GPIB?*INSTR\"\n"
+              "expr1 = \"ASRL?*\"\nexpr4 = \"old\"\n");
+    closeMainWindowThen([] {
+        char label[64];
+        GetLabelFromIndex(rsrcio, IOSHEET_FINDRING, 4, label, sizeof label);
+        EXPECT_STREQ(label, "GPIB?*INSTR");
+        GetLabelFromIndex(rsrcio, IOSHEET_FINDRING, 3, label, sizeof label);
+        EXPECT_STREQ(label, UI_LABEL_SEPARATOR);
+    });
+    EXPECT_EQ(talmik_main(0), 0);
+    IniText back = Ini_New(0);
+    ASSERT_EQ(Ini_ReadFromFile(back, dir.file("talmik.ini").c_str()), 0);
+    int n = 0;
+    char expr[64];
+    EXPECT_EQ(Ini_GetInt(back, "RecentFindExpressions", "numExpressions", &n), 1);
+    EXPECT_EQ(n, 2);
+    Ini_GetStringIntoBuffer(back, "RecentFindExpressions", "expr1", expr, sizeof expr);
+    EXPECT_STREQ(expr, "ASRL?*");
+    EXPECT_EQ(Ini_ItemExists(back, "RecentFindExpressions", "expr4"), 1);  // beyond the count: kept
+    Ini_Dispose(back);
+}
+
+TEST_F(Talmik, QuittingWithASessionOpenAsksFirst) {
+    numWindows = 1;  // as the registry counts an open session window
+    UiTest_OnLoop([] {
+        UiTest_AnswerConfirm(0);
+        UiTest_ClosePanel(rsrcpanel);
+    });
+    bool stillRunning = false;
+    UiTest_OnLoop([&] {
+        stillRunning = UiTest_IsShown(rsrcpanel, 0) == 1;
+        UiTest_AnswerConfirm(1);
+        UiTest_ClosePanel(rsrcpanel);
+    });
+    EXPECT_EQ(talmik_main(1), 0);
+    EXPECT_TRUE(stillRunning);
+    int confirms = 0;
+    for (const UiTestPopup& p : UiTest_Popups())
+        if (p.kind == UITEST_CONFIRM) {
+            ++confirms;
+            EXPECT_EQ(p.title, "TALMIK");
+            EXPECT_EQ(p.text,
+                      "You have at least one VISA session open.\nDo you want to close your session(s) and quit now?");
+        }
+    EXPECT_EQ(confirms, 2);
+}
+
+TEST_F(Talmik, PreferencesReadAtStart) {
+    writeFile(dir.file("talmik.ini"),
+              "[Preferences]\nviewRsrcByConn = 0\nsleepMoreApp = 1\ntextColor = 0x10\ngroupColor = 255\n");
+    chmod(dir.file("talmik.ini").c_str(), 0640);
+    closeMainWindowThen([] {
+        EXPECT_EQ(viewRsrcConnApp, 0);  // stored as 0: kept
+        int byType = 0, byConn = 1;
+        GetCtrlVal(rsrcio, IOSHEET_VIEWTYPE, &byType);
+        GetCtrlVal(rsrcio, IOSHEET_VIEWCONN, &byConn);
+        EXPECT_EQ(byType, 1);
+        EXPECT_EQ(byConn, 0);
+        EXPECT_EQ(GetSleepPolicy(), VAL_SLEEP_MORE);
+        EXPECT_EQ(textColorApp, 0);  // not an integer: the default
+        EXPECT_EQ(groupColorApp, 255);
+        EXPECT_EQ(operColorApp, 0xCCCCCC);  // missing: the default
+        EXPECT_EQ(useVISAnamesApp, 1);
+    });
+    EXPECT_EQ(talmik_main(1), 0);
+    struct stat st;
+    ASSERT_EQ(stat(dir.file("talmik.ini").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0640u);  // rewritten, permissions kept
+}
+
+TEST_F(Talmik, AboutShowsTheVisaLibrary) {
+    closeMainWindowThen([] {
+        int menuBar = GetPanelMenuBar(rsrcpanel);
+        ASSERT_EQ(UiTest_ChooseMenuItem(menuBar, MENUBAR_HELP_ABOUT), 0);
+        ASSERT_GT(about, 0);
+        EXPECT_EQ(UiTest_DisplayedText(about, ABOUT_MANFNAME), "ZU Instruments");
+        EXPECT_EQ(UiTest_DisplayedText(about, ABOUT_SPECVERSION), "5.8");
+        EXPECT_EQ(UiTest_DisplayedText(about, ABOUT_IMPLVERSION), "1.0");
+        char label[64];
+        GetCtrlAttribute(about, ABOUT_FRAME, ATTR_LABEL_TEXT, label, sizeof label);
+        EXPECT_STREQ(label, " VISA Driver Information for Linux x86 ");
+        int dimmed = 0;
+        GetMenuBarAttribute(menuBar, MENUBAR_HELP_ABOUT, ATTR_DIMMED, &dimmed);
+        EXPECT_EQ(dimmed, 1);
+        UiTest_Commit(about, ABOUT_OK);
+        EXPECT_EQ(about, 0);
+        GetMenuBarAttribute(menuBar, MENUBAR_HELP_ABOUT, ATTR_DIMMED, &dimmed);
+        EXPECT_EQ(dimmed, 0);
+    });
+    EXPECT_EQ(talmik_main(0), 0);
+}
+
+TEST(VisaVersion, Formatting) {
+    const struct {
+        ViUInt32 version;
+        const char* text;
+    } cases[] = {{0x00200000, "2.0"}, {0x00300101, "3.1.1"}, {0x00700000, "7.0"}, {0x00500100, "5.1"}};
+    for (const auto& c : cases) {
+        char text[32];
+        formatVisaVersion(text, sizeof text, c.version);
+        EXPECT_STREQ(text, c.text);
+    }
+}
+
+TEST_F(Talmik, EveryControlOfTheSheetsHasHelp) {
+    closeMainWindowThen([] {
+        for (int sheet : {rsrcpanel, rsrcio, rsrcsfp, rsrczu}) {
+            EXPECT_NE(Help_MessageFromUI(sheet, 0), nullptr) << sheet;
+            int control = 0;
+            GetPanelAttribute(sheet, ATTR_PANEL_FIRST_CTRL, &control);
+            for (; control > 0; GetCtrlAttribute(sheet, control, ATTR_NEXT_CTRL, &control)) {
+                int style = 0;
+                CtrlCallbackPtr callback = nullptr;
+                GetCtrlAttribute(sheet, control, ATTR_CTRL_STYLE, &style);
+                GetCtrlAttribute(sheet, control, ATTR_CALLBACK_FUNCTION_POINTER, &callback);
+                // Tabs, labels and decorations of the sheet group are not help targets.
+                if (style == CTRL_TEXT_MSG || IsDecorationStyle(style) || callback == SheetTabCallback) continue;
+                char name[64] = "";
+                GetCtrlAttribute(sheet, control, ATTR_CONSTANT_NAME, name, sizeof name);
+                EXPECT_NE(Help_MessageFromUI(sheet, control), nullptr) << name;
+            }
+        }
+        EXPECT_EQ(Help_MessageFromUI(rsrcio, 999), nullptr);
+    });
+    EXPECT_EQ(talmik_main(0), 0);
+}
+
+}  // namespace
