@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
 # One entry point for a fresh Debian 12 machine (run as root):
+#   scripts/setup.sh run    install what is missing, build, start talmik on the bundled ZU-VISA
+#                           and its demo bench (arguments after "run" go to talmik)
 #   scripts/setup.sh test   install what is missing, build, run the whole test suite
 #   scripts/setup.sh deps   only install what is missing
 set -euo pipefail
@@ -29,7 +31,22 @@ build() {
 
 jobs=$(nproc 2>/dev/null || echo 2)
 
+start_talmik() {
+  local program=build/dev/bin/talmik
+  if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
+    exec "$program" "$@"
+  fi
+  echo "No display: talmik runs on the virtual X display :99."
+  echo "To see it: DISPLAY=:99 /usr/bin/import -window root talmik.png"
+  exec xvfb-run -n 99 -s "-screen 0 1280x800x24 -ac" "$program" "$@"
+}
+
 case "${1:-}" in
+  run)
+    shift
+    install_missing_packages
+    build dev
+    start_talmik "$@" ;;
   deps)
     install_missing_packages ;;
   test)
@@ -37,6 +54,6 @@ case "${1:-}" in
     build dev
     ctest --preset dev -j "$jobs" ;;
   *)
-    echo "usage: $0 test|deps" >&2
+    echo "usage: $0 run|test|deps" >&2
     exit 2 ;;
 esac
