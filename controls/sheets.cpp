@@ -346,9 +346,10 @@ int SheetGroupAddSheet(int panel, int group, const char* title, int mode, ...) {
         bool atRowStart = g->nextTabLeft == g->groupLeft;
         // A tab wider than the whole row still goes in, alone on its row.
         if (g->nextTabLeft + s->tabWidth < g->panelWidth - 5 || atRowStart) break;
+        int tabHeight = s->tabHeight;
         SheetDispose(s);
         g->nextTabLeft = g->groupLeft;
-        g->tabRowTop -= s->tabHeight;
+        g->tabRowTop -= tabHeight;
     }
     va_list args;
     va_start(args, mode);

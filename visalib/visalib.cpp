@@ -62,7 +62,8 @@ bool resolveAll(void* handle, VisaTable* table, std::string* error) {
 
 // Tries one candidate; fills binding on success, returns the reason on failure.
 bool bind(const std::string& path, std::string* reason) {
-    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    // A VISA library keeps threads and state for the life of the process; it is never unmapped.
+    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (!handle) {
         const char* text = dlerror();
         *reason = text ? text : "cannot be loaded";

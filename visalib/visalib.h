@@ -14,5 +14,6 @@ int VisaLib_Load();
 const char* VisaLib_Error();
 // The path of the bound library, or "".
 const char* VisaLib_Path();
-// Unbinds the library (its sessions must be closed); the next VISA call loads again.
+// Unbinds the library (its sessions must be closed; it stays mapped); the next VISA call binds
+// again, to whatever library is chosen then.
 void VisaLib_Unload();

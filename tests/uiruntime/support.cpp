@@ -86,21 +86,3 @@ std::string readFile(const std::string& path) {
     return ss.str();
 }
 
-namespace {
-
-// Ends the runtime when the test program ends, so that leak checks see only what is ours.
-class RuntimeEnvironment : public ::testing::Environment {
-public:
-    void TearDown() override {
-        UiTest_Reset();
-        CloseKestrelRTE();
-    }
-};
-
-[[maybe_unused]] ::testing::Environment* const g_environment =
-    ::testing::AddGlobalTestEnvironment(new RuntimeEnvironment);
-
-}  // namespace
-
-// fontconfig keeps its caches for the life of the process.
-extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
