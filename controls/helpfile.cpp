@@ -47,18 +47,6 @@ uint32_t readLE32(const unsigned char* p) {
            static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
 }
 
-bool readExactly(int fd, void* buffer, size_t size) {
-    char* p = static_cast<char*>(buffer);
-    while (size > 0) {
-        ssize_t got = read(fd, p, size);
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) return false;
-        p += got;
-        size -= static_cast<size_t>(got);
-    }
-    return true;
-}
-
 bool readExactlyAt(int fd, void* buffer, size_t size, off_t offset) {
     char* p = static_cast<char*>(buffer);
     while (size > 0) {
@@ -75,7 +63,8 @@ bool readExactlyAt(int fd, void* buffer, size_t size, off_t offset) {
 // Reads the header, tag block and tables, and indexes every tag; false on any fault.
 bool loadIndex(int fd) {
     unsigned char header[helpfile::kHeaderSize];
-    if (!readExactly(fd, header, sizeof header) || std::memcmp(header, helpfile::kMagic, 4) != 0)
+    if (!readExactlyAt(fd, header, sizeof header, 0) ||
+        std::memcmp(header, helpfile::kMagic, 4) != 0)
         return false;
     uint32_t numTags = readLE32(header + 4);
     uint32_t tagBlockSize = readLE32(header + 8);
@@ -87,8 +76,9 @@ bool loadIndex(int fd) {
     // One spare zero byte ends a block that lacks its final length byte.
     state.tagBlock.assign(tagBlockSize + 1, '\0');
     std::vector<unsigned char> tables(8 * static_cast<size_t>(numTags));
-    if (!readExactly(fd, state.tagBlock.data(), tagBlockSize) ||
-        !readExactly(fd, tables.data(), tables.size()))
+    off_t tablesAt = static_cast<off_t>(helpfile::kHeaderSize) + tagBlockSize;
+    if (!readExactlyAt(fd, state.tagBlock.data(), tagBlockSize, helpfile::kHeaderSize) ||
+        !readExactlyAt(fd, tables.data(), tables.size(), tablesAt))
         return false;
     state.numBuckets = numBuckets;
     state.hashTag.assign(numBuckets, nullptr);

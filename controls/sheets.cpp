@@ -55,7 +55,9 @@ struct Sheet {
     SheetCallbackPtr callback;
 };
 
-int numSheets(SheetGroup* g) { return ListNumItems(g->sheets); }
+int numSheets(SheetGroup* g) {
+    return ListNumItems(g->sheets);
+}
 
 Sheet* sheetAt(SheetGroup* g, int index) {
     Sheet* s = nullptr;
@@ -63,17 +65,14 @@ Sheet* sheetAt(SheetGroup* g, int index) {
     return s;
 }
 
-bool ownsChildPanel(const Sheet* s) { return s->sheetPanel != s->panel; }
+bool ownsChildPanel(const Sheet* s) {
+    return s->sheetPanel != s->panel;
+}
 
 int controlAt(ListType controls, int index) {
     int id = 0;
     ListGetItem(controls, &id, index);
     return id;
-}
-
-template <typename T>
-int attr(int panel, int control, int attribute, T* value) {
-    return GetCtrlAttribute(panel, control, attribute, value);
 }
 
 // Frees a sheet and its tab controls; the child panel stays with its parent.
@@ -127,8 +126,8 @@ int SheetCreate(SheetGroup* g, const char* title, Sheet** made) {
     if (status >= 0) status = SetCtrlVal(g->panel, s->label, title);
     if (status >= 0) status = GetPanelAttribute(g->panel, ATTR_BACKCOLOR, &background);
     if (status >= 0) status = SetCtrlAttribute(g->panel, s->label, ATTR_TEXT_BGCOLOR, background);
-    if (status >= 0) status = attr(g->panel, s->label, ATTR_HEIGHT, &height);
-    if (status >= 0) status = attr(g->panel, s->label, ATTR_WIDTH, &width);
+    if (status >= 0) status = GetCtrlAttribute(g->panel, s->label, ATTR_HEIGHT, &height);
+    if (status >= 0) status = GetCtrlAttribute(g->panel, s->label, ATTR_WIDTH, &width);
     if (status < 0) {
         SheetDispose(s);
         return status;
@@ -172,9 +171,9 @@ void raiseTab(Sheet* s, int color) {
 void lowerTab(Sheet* s) {
     for (int control : {s->tab, s->label}) {
         int top = 0, height = 0, width = 0;
-        attr(s->panel, control, ATTR_TOP, &top);
-        attr(s->panel, control, ATTR_HEIGHT, &height);
-        attr(s->panel, control, ATTR_WIDTH, &width);
+        GetCtrlAttribute(s->panel, control, ATTR_TOP, &top);
+        GetCtrlAttribute(s->panel, control, ATTR_HEIGHT, &height);
+        GetCtrlAttribute(s->panel, control, ATTR_WIDTH, &width);
         SetCtrlAttribute(s->panel, control, ATTR_TOP, top + 2);
         SetCtrlAttribute(s->panel, control, ATTR_HEIGHT, height - 2);
         SetCtrlAttribute(s->panel, control, ATTR_WIDTH, width - 2);
@@ -220,7 +219,8 @@ int findTitle(SheetGroup* g, const char* title) {
     for (int i = 1; i <= numSheets(g); ++i) {
         char text[kTitleSize];
         Sheet* s = sheetAt(g, i);
-        if (GetCtrlVal(s->panel, s->label, text, sizeof text) >= 0 && title && std::strcmp(text, title) == 0)
+        if (GetCtrlVal(s->panel, s->label, text, sizeof text) >= 0 && title &&
+            std::strcmp(text, title) == 0)
             return i;
     }
     return 0;
@@ -228,12 +228,13 @@ int findTitle(SheetGroup* g, const char* title) {
 
 bool canTakeFocus(int panel, int control) {
     int style = 0, dimmed = 1, visible = 0, mode = VAL_INDICATOR;
-    if (attr(panel, control, ATTR_CTRL_STYLE, &style) < 0) return false;
-    attr(panel, control, ATTR_DIMMED, &dimmed);
-    attr(panel, control, ATTR_VISIBLE, &visible);
-    attr(panel, control, ATTR_CTRL_MODE, &mode);
+    if (GetCtrlAttribute(panel, control, ATTR_CTRL_STYLE, &style) < 0) return false;
+    GetCtrlAttribute(panel, control, ATTR_DIMMED, &dimmed);
+    GetCtrlAttribute(panel, control, ATTR_VISIBLE, &visible);
+    GetCtrlAttribute(panel, control, ATTR_CTRL_MODE, &mode);
     bool focusable = style != CTRL_TEXT_MSG && style != CTRL_PICTURE && style != CTRL_TIMER &&
-                     !IsDecorationStyle(style) && style != CTRL_ROUND_LED && style != CTRL_SQUARE_LED;
+                     !IsDecorationStyle(style) && style != CTRL_ROUND_LED &&
+                     style != CTRL_SQUARE_LED;
     return focusable && !dimmed && visible && mode != VAL_INDICATOR;
 }
 
@@ -303,12 +304,12 @@ int SheetGroupCreate(int panel, int top, int left) {
 
 int SheetGroupConvertFromDecoration(int panel, int decoration) {
     int style = 0, top = 0, left = 0, height = 0;
-    int status = attr(panel, decoration, ATTR_CTRL_STYLE, &style);
+    int status = GetCtrlAttribute(panel, decoration, ATTR_CTRL_STYLE, &style);
     if (status < 0) return status;
     if (!IsDecorationStyle(style)) return SHEET_ERR_NOT_A_GROUP;
-    attr(panel, decoration, ATTR_TOP, &top);
-    attr(panel, decoration, ATTR_LEFT, &left);
-    attr(panel, decoration, ATTR_HEIGHT, &height);
+    GetCtrlAttribute(panel, decoration, ATTR_TOP, &top);
+    GetCtrlAttribute(panel, decoration, ATTR_LEFT, &left);
+    GetCtrlAttribute(panel, decoration, ATTR_HEIGHT, &height);
     int made = SheetGroupCreate(panel, top, left);
     if (made < 0) return made;
     SheetGroup* g = nullptr;
@@ -400,7 +401,8 @@ int SheetGroupGetActiveSheet(int panel, int group, char* title, size_t size) {
     return GetCtrlVal(panel, s->label, title, size);
 }
 
-int SheetGroupInstallSheetCallback(int panel, int group, const char* title, SheetCallbackPtr callback) {
+int SheetGroupInstallSheetCallback(int panel, int group, const char* title,
+                                   SheetCallbackPtr callback) {
     SheetGroup* g;
     int status = GetSheetGroup(panel, group, &g);
     if (status < 0) return status;
@@ -435,7 +437,9 @@ int SheetGroupSizeToFit(int panel, int group) {
         Sheet* s = sheetAt(g, i);
         for (int k = 1; k <= ListNumItems(s->controls); ++k) {
             int top, left, height, width;
-            if (GetCtrlBoundingRect(panel, controlAt(s->controls, k), &top, &left, &height, &width) < 0) continue;
+            if (GetCtrlBoundingRect(panel, controlAt(s->controls, k), &top, &left, &height,
+                                    &width) < 0)
+                continue;
             if (!any || top < minTop) minTop = top;
             if (!any || left < minLeft) minLeft = left;
             if (!any || top + height > maxBottom) maxBottom = top + height;
@@ -450,15 +454,16 @@ int SheetGroupSizeToFit(int panel, int group) {
     return SheetGroupSetSize(panel, group, height, width);
 }
 
-int SheetGroupGetSize(int panel, int group, int* top, int* bodyTop, int* left, int* height, int* width) {
+int SheetGroupGetSize(int panel, int group, int* top, int* bodyTop, int* left, int* height,
+                      int* width) {
     SheetGroup* g;
     int status = GetSheetGroup(panel, group, &g);
     if (status < 0) return status;
     if (top) *top = g->groupTop;
     if (bodyTop) *bodyTop = g->bodyTop;
     if (left) *left = g->groupLeft;
-    if (height) attr(panel, g->body, ATTR_HEIGHT, height);
-    if (width) attr(panel, g->body, ATTR_WIDTH, width);
+    if (height) GetCtrlAttribute(panel, g->body, ATTR_HEIGHT, height);
+    if (width) GetCtrlAttribute(panel, g->body, ATTR_WIDTH, width);
     return 0;
 }
 
@@ -478,7 +483,8 @@ int SheetGroupCurTabColor(int panel, int group, int color) {
     int status = GetSheetGroup(panel, group, &g);
     if (status < 0) return status;
     g->curTabColor = color;
-    if (g->activeIndex) SetCtrlAttribute(panel, sheetAt(g, g->activeIndex)->label, ATTR_TEXT_COLOR, color);
+    if (g->activeIndex)
+        SetCtrlAttribute(panel, sheetAt(g, g->activeIndex)->label, ATTR_TEXT_COLOR, color);
     return 0;
 }
 

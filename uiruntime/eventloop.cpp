@@ -135,33 +135,50 @@ int GetSleepPolicy() {
     return guarded("GetSleepPolicy", [&] { return runtime()->sleepPolicy; });
 }
 
+namespace {
+
+// What the mouse reports: a position, the buttons and the modifier keys.
+struct MouseReading {
+    int panel = 0, x = 0, y = 0, left = 0, right = 0, keys = 0;
+
+    void readButtonsAndKeys() {
+        Qt::MouseButtons b = QGuiApplication::mouseButtons();
+        left = (b & Qt::LeftButton) != 0;
+        right = (b & Qt::RightButton) != 0;
+        keys = modifiersOf(QGuiApplication::keyboardModifiers());
+    }
+    void readScripted(Runtime* rt) { rt->test.mouse(&panel, &x, &y, &left, &right, &keys); }
+    void store(int* outX, int* outY, int* outLeft, int* outRight, int* outKeys) const {
+        if (outX) *outX = x;
+        if (outY) *outY = y;
+        if (outLeft) *outLeft = left;
+        if (outRight) *outRight = right;
+        if (outKeys) *outKeys = keys;
+    }
+};
+
+}  // namespace
+
 int GetGlobalMouseState(int* panel, int* x, int* y, int* leftButton, int* rightButton, int* keys) {
     return guarded("GetGlobalMouseState", [&] {
         Runtime* rt = runtime();
-        int pnl = 0, px = 0, py = 0, l = 0, r = 0, k = 0;
+        MouseReading m;
         if (rt->test.active && rt->test.mouse) {
-            rt->test.mouse(&pnl, &px, &py, &l, &r, &k);
+            m.readScripted(rt);
         } else {
             QPoint g = QCursor::pos();
-            px = g.x();
-            py = g.y();
+            m.x = g.x();
+            m.y = g.y();
             if (PanelWindow* pw = panelWindowAt(g)) {
-                pnl = pw->handle();
+                m.panel = pw->handle();
                 QPoint local = pw->content()->mapFromGlobal(g);
-                px = local.x();
-                py = local.y();
+                m.x = local.x();
+                m.y = local.y();
             }
-            Qt::MouseButtons b = QGuiApplication::mouseButtons();
-            l = (b & Qt::LeftButton) != 0;
-            r = (b & Qt::RightButton) != 0;
-            k = modifiersOf(QGuiApplication::keyboardModifiers());
+            m.readButtonsAndKeys();
         }
-        if (panel) *panel = pnl;
-        if (x) *x = px;
-        if (y) *y = py;
-        if (leftButton) *leftButton = l;
-        if (rightButton) *rightButton = r;
-        if (keys) *keys = k;
+        if (panel) *panel = m.panel;
+        m.store(x, y, leftButton, rightButton, keys);
         return 0;
     });
 }
@@ -175,38 +192,29 @@ int GetRelativeMouseState(int panel, int control, int* x, int* y, int* leftButto
         Control* c = nullptr;
         if (control != 0)
             if (int rc = lookupControl(panel, control, &c)) return rc;
-        int px = 0, py = 0, l = 0, r = 0, k = 0;
+        MouseReading m;
         if (rt->test.active && rt->test.mouse) {
-            int pnl = 0;
-            rt->test.mouse(&pnl, &px, &py, &l, &r, &k);
-            if (pnl != panel) {
+            m.readScripted(rt);
+            if (m.panel != panel) {
                 // The scripted position is relative to another panel: take it through the screen.
-                if (Panel* other = findPanel(pnl)) {
-                    QPoint g = other->content->mapToGlobal(QPoint(px, py));
+                if (Panel* other = findPanel(m.panel)) {
+                    QPoint g = other->content->mapToGlobal(QPoint(m.x, m.y));
                     QPoint local = p->content->mapFromGlobal(g);
-                    px = local.x();
-                    py = local.y();
+                    m.x = local.x();
+                    m.y = local.y();
                 }
             }
             if (c) {
-                px -= c->widget->x();
-                py -= c->widget->y();
+                m.x -= c->widget->x();
+                m.y -= c->widget->y();
             }
         } else {
-            QPoint g = QCursor::pos();
-            QPoint local = (c ? c->widget : p->content)->mapFromGlobal(g);
-            px = local.x();
-            py = local.y();
-            Qt::MouseButtons b = QGuiApplication::mouseButtons();
-            l = (b & Qt::LeftButton) != 0;
-            r = (b & Qt::RightButton) != 0;
-            k = modifiersOf(QGuiApplication::keyboardModifiers());
+            QPoint local = (c ? c->widget : p->content)->mapFromGlobal(QCursor::pos());
+            m.x = local.x();
+            m.y = local.y();
+            m.readButtonsAndKeys();
         }
-        if (x) *x = px;
-        if (y) *y = py;
-        if (leftButton) *leftButton = l;
-        if (rightButton) *rightButton = r;
-        if (keys) *keys = k;
+        m.store(x, y, leftButton, rightButton, keys);
         return 0;
     });
 }

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "../toolslib/toolbox/tempdir.h"
+#include "tests/support/tempdir.h"
 #include "app/prefs.h"
 #include "app/registry.h"
 #include "controls/help.h"

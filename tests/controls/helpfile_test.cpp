@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "../toolslib/toolbox/tempdir.h"
+#include "tests/support/tempdir.h"
 
 namespace {
 

@@ -693,23 +693,40 @@ int Ini_GetPointerToRawString(IniText ini, const char* section, const char* item
     return 1;
 }
 
-int Ini_GetRawStringCopy(IniText ini, const char* section, const char* item, char** copy) {
+namespace {
+
+using TextGetter = int (*)(IniText, const char*, const char*, char**);
+
+// An allocated copy of what a pointer getter gives; the caller frees it.
+int copyOf(TextGetter get, IniText ini, const char* section, const char* item, char** copy) {
     *copy = nullptr;
-    char* raw;
-    int found = Ini_GetPointerToRawString(ini, section, item, &raw);
+    char* text;
+    int found = get(ini, section, item, &text);
     if (found <= 0) return found;
-    *copy = StrDup(raw);
+    *copy = StrDup(text);
     return *copy ? 1 : UIEOutOfMemory;
+}
+
+// What a pointer getter gives, cut to the buffer; the buffer is emptied first in any case.
+int copyInto(TextGetter get, IniText ini, const char* section, const char* item, char* buffer,
+             size_t bufferSize) {
+    if (buffer && bufferSize) buffer[0] = '\0';
+    char* text;
+    int found = get(ini, section, item, &text);
+    if (found > 0 && buffer && bufferSize)
+        StringCopyMax(buffer, text, static_cast<int>(std::min<size_t>(bufferSize, 0x7FFFFFFF)));
+    return found;
+}
+
+}  // namespace
+
+int Ini_GetRawStringCopy(IniText ini, const char* section, const char* item, char** copy) {
+    return copyOf(Ini_GetPointerToRawString, ini, section, item, copy);
 }
 
 int Ini_GetRawStringIntoBuffer(IniText ini, const char* section, const char* item, char* buffer,
                                size_t bufferSize) {
-    if (buffer && bufferSize) buffer[0] = '\0';
-    char* raw;
-    int found = Ini_GetPointerToRawString(ini, section, item, &raw);
-    if (found > 0 && buffer && bufferSize)
-        StringCopyMax(buffer, raw, static_cast<int>(std::min<size_t>(bufferSize, 0x7FFFFFFF)));
-    return found;
+    return copyInto(Ini_GetPointerToRawString, ini, section, item, buffer, bufferSize);
 }
 
 int Ini_GetPointerToString(IniText ini, const char* section, const char* item, char** text) {
@@ -725,22 +742,12 @@ int Ini_GetPointerToString(IniText ini, const char* section, const char* item, c
 }
 
 int Ini_GetStringCopy(IniText ini, const char* section, const char* item, char** copy) {
-    *copy = nullptr;
-    char* text;
-    int found = Ini_GetPointerToString(ini, section, item, &text);
-    if (found <= 0) return found;
-    *copy = StrDup(text);
-    return *copy ? 1 : UIEOutOfMemory;
+    return copyOf(Ini_GetPointerToString, ini, section, item, copy);
 }
 
 int Ini_GetStringIntoBuffer(IniText ini, const char* section, const char* item, char* buffer,
                             size_t bufferSize) {
-    if (buffer && bufferSize) buffer[0] = '\0';
-    char* text;
-    int found = Ini_GetPointerToString(ini, section, item, &text);
-    if (found > 0 && buffer && bufferSize)
-        StringCopyMax(buffer, text, static_cast<int>(std::min<size_t>(bufferSize, 0x7FFFFFFF)));
-    return found;
+    return copyInto(Ini_GetPointerToString, ini, section, item, buffer, bufferSize);
 }
 
 namespace {

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-#include "tempdir.h"
+#include "tests/support/tempdir.h"
 #include "toolslib/toolbox/diagnostics.h"
 
 namespace {

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "tempdir.h"
+#include "tests/support/tempdir.h"
 #include "toolslib/toolbox/diagnostics.h"
 
 namespace {

@@ -292,18 +292,8 @@ public:
             device_->instrument()->startTriggers();
             return VI_SUCCESS;
         }
-        int how;
-        switch (protocol) {
-        case VI_TRIG_PROT_DEFAULT:
-        case VI_TRIG_PROT_SYNC: how = 2; break;
-        case VI_TRIG_PROT_ON: how = 1; break;
-        case VI_TRIG_PROT_OFF: how = 0; break;
-        case VI_TRIG_PROT_RESERVE:
-        case VI_TRIG_PROT_UNRESERVE: return VI_SUCCESS;
-        default: return VI_ERROR_INV_PROT;
-        }
         std::lock_guard<std::mutex> lock(bus_->m);
-        return bus_->drive(line, how);
+        return bus_->driveWithProtocol(line, protocol);
     }
 
     ViStatus vxiCommandQuery(ViUInt16 mode, ViUInt32 cmd, ViUInt32* response) override {

@@ -290,6 +290,18 @@ void VxiBus::unlisten(TriggerListener* l) {
     listeners_.erase(std::remove(listeners_.begin(), listeners_.end(), l), listeners_.end());
 }
 
+ViStatus VxiBus::driveWithProtocol(int line, ViUInt16 protocol) {
+    switch (protocol) {
+        case VI_TRIG_PROT_DEFAULT:
+        case VI_TRIG_PROT_SYNC: return drive(line, 2);
+        case VI_TRIG_PROT_ON: return drive(line, 1);
+        case VI_TRIG_PROT_OFF: return drive(line, 0);
+        case VI_TRIG_PROT_RESERVE:
+        case VI_TRIG_PROT_UNRESERVE: return VI_SUCCESS;
+        default: return VI_ERROR_INV_PROT;
+    }
+}
+
 ViStatus VxiBus::drive(int line, int how) {
     if (line < 0 || line > VI_TRIG_STAR_VXI2) return VI_ERROR_INV_LINE;
     std::vector<int> lines{line};

@@ -122,6 +122,8 @@ public:
     void listen(TriggerListener* l);
     void unlisten(TriggerListener* l);
     ViStatus drive(int line, int how);
+    // drive with the level a trigger protocol asks for (the bus lock held).
+    ViStatus driveWithProtocol(int line, ViUInt16 protocol);
     ViStatus mapTrigger(int src, int dest, ViUInt16 mode);
     ViStatus unmapTrigger(int src, int dest);
     uint32_t assertedLines() const { return asserted_; }

@@ -45,18 +45,8 @@ public:
     ViStatus assertTrigger(ViUInt16 protocol) override {
         int line = listener_.line.load();
         if (line == VI_TRIG_SW) return VI_ERROR_INV_SETUP;  // a backplane drives lines, not software triggers
-        int how;
-        switch (protocol) {
-        case VI_TRIG_PROT_DEFAULT:
-        case VI_TRIG_PROT_SYNC: how = 2; break;
-        case VI_TRIG_PROT_ON: how = 1; break;
-        case VI_TRIG_PROT_OFF: how = 0; break;
-        case VI_TRIG_PROT_RESERVE:
-        case VI_TRIG_PROT_UNRESERVE: return VI_SUCCESS;
-        default: return VI_ERROR_INV_PROT;
-        }
         std::lock_guard<std::mutex> lock(bus_->m);
-        return bus_->drive(line, how);
+        return bus_->driveWithProtocol(line, protocol);
     }
     ViStatus mapTrigger(ViInt16 src, ViInt16 dest, ViUInt16 mode) override {
         std::lock_guard<std::mutex> lock(bus_->m);
