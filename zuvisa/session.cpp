@@ -96,17 +96,11 @@ ViStatus openSession(const std::shared_ptr<RmObject>& rm, const std::string& tex
 
     Found found;
     bool known = backend.lookup(rn.canonical, &found);
-    if (!known) {
-        // A device that does not use secondary addressing (GPIB) or several interfaces (USB)
-        // also answers when a client spells out address or interface 0, as some clients do.
-        char alternate[kMaxResourceName + 1] = "";
-        if (rn.intfType == VI_INTF_GPIB && rn.secondary == 0) {
-            snprintf(alternate, sizeof alternate, "GPIB%u::%d::INSTR", rn.board, rn.primary);
-        } else if (rn.intfType == VI_INTF_USB && rn.usbInterface == 0) {
-            snprintf(alternate, sizeof alternate, "USB%u::0x%04X::0x%04X::%s::%s", rn.board, rn.usbManf,
-                     rn.usbModel, rn.usbSerial.c_str(), rn.rsrcClass.c_str());
-        }
-        if (*alternate) known = backend.lookup(alternate, &found);
+    // A resource opened by another spelling of its name goes by the name it is listed under.
+    int requestedSecondary = rn.secondary;
+    if (known) {
+        rn = found.name;
+        s->name = rn;
     }
     ViStatus openStatus = VI_ERROR_RSRC_NFOUND;
     try {
@@ -125,7 +119,9 @@ ViStatus openSession(const std::shared_ptr<RmObject>& rm, const std::string& tex
     if (!s->link) return VI_ERROR_SYSTEM_ERROR;
 
     initialAttributes(rn, kind, known ? found.info : ResourceInfo{}, &s->attrs);
-    if (rn.secondary >= 0) s->attrs.setNumber(VI_ATTR_GPIB_SECONDARY_ADDR, static_cast<ViAttrState>(rn.secondary));
+    if (requestedSecondary >= 0) {
+        s->attrs.setNumber(VI_ATTR_GPIB_SECONDARY_ADDR, static_cast<ViAttrState>(requestedSecondary));
+    }
     s->attrs.setNumber(VI_ATTR_RM_SESSION, rm->handle);
     s->resource = Library::instance().resource(rn.canonical);
 

@@ -39,13 +39,13 @@ TEST_F(Api, FindRegularExpressionsAndAttributeClauses) {
     } cases[] = {
         {"GPIB?*INSTR", {"GPIB0::5::INSTR", "GPIB0::6::INSTR", "GPIB1::7::INSTR"}},
         {"?*SOCKET", {"TCPIP0::10.0.0.5::5025::SOCKET"}},
-        {"(USB|TCPIP)?*INSTR", {"TCPIP0::10.0.0.5::inst0::INSTR", "USB0::0x1234::0x5678::SN01::INSTR"}},
+        {"(USB|TCPIP)?*INSTR", {"TCPIP0::10.0.0.5::inst0::INSTR", "USB0::0x1234::0x5678::SN01::0::INSTR"}},
         {"GPIB?*{VI_ATTR_INTF_NUM == 1}", {"GPIB1::7::INSTR"}},
         {"?*{VI_ATTR_GPIB_PRIMARY_ADDR > 5 && VI_ATTR_GPIB_PRIMARY_ADDR < 8}", {"GPIB0::6::INSTR", "GPIB1::7::INSTR"}},
-        {"?*{VI_ATTR_MANF_NAME == \"acme?*\"}", {"USB0::0x1234::0x5678::SN01::INSTR"}},
+        {"?*{VI_ATTR_MANF_NAME == \"acme?*\"}", {"USB0::0x1234::0x5678::SN01::0::INSTR"}},
         {"?*{VI_ATTR_INTF_INST_NAME == \"Bench GPIB?*\"}", {"GPIB0::6::INSTR"}},
         {"?*{VI_ATTR_TCPIP_PORT == 5025 || VI_ATTR_USB_SERIAL_NUM == \"SN01\"}",
-         {"TCPIP0::10.0.0.5::5025::SOCKET", "USB0::0x1234::0x5678::SN01::INSTR"}},
+         {"TCPIP0::10.0.0.5::5025::SOCKET", "USB0::0x1234::0x5678::SN01::0::INSTR"}},
     };
     for (const Case& c : cases) EXPECT_EQ(find(rm, c.expr), c.names) << c.expr;
 }

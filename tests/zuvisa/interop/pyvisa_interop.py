@@ -44,7 +44,7 @@ def main():
     check("resource manager reports the house manufacturer", manf == 0x0E5A, hex(manf))
 
     names = rm.list_resources()
-    check("lists the instruments", "GPIB0::5::INSTR" in names and "USB0::0x1234::0x5678::SN01::INSTR" in names, names)
+    check("lists the instruments", "GPIB0::5::INSTR" in names and "USB0::0x1234::0x5678::SN01::0::INSTR" in names, names)
     check("lists by expression", rm.list_resources("?*SOCKET") == ("TCPIP0::10.0.0.5::5025::SOCKET",))
     check("lists nothing for an unknown kind", rm.list_resources("VXI?*") == ())
     info = rm.resource_info("meter")
