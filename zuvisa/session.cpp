@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "zuvisa/log.h"
+#include "zuvisa/status.h"
 #include "zuvisa/zuvisa.h"
 
 namespace zuvisa {
@@ -75,6 +76,30 @@ void Session::raise(const EventData& event) {
 
 // ---- open and close --------------------------------------------------------------------------
 
+namespace {
+
+// VI_LOAD_CONFIG: the attribute values the configuration stores for the resource. One that
+// cannot be applied is logged and makes the open answer VI_WARN_CONFIG_NLOADED.
+ViStatus loadStoredAttributes(Session& s) {
+    ViStatus result = VI_SUCCESS;
+    for (const auto& [name, text] : storedAttributes(s.backend->config, s.name)) {
+        const AttrDef* d = findAttrByName(name);
+        ViAttrState v = 0;
+        ViStatus st = !d                          ? VI_ERROR_NSUP_ATTR
+                      : !parseAttrValue(text, &v) ? VI_ERROR_NSUP_ATTR_STATE
+                                                  : setSessionAttribute(s, d->id, v);
+        if (st < 0) {
+            const StatusInfo* info = findStatus(st);
+            logLine(ZUVISA_LOG_WARNING, s.name.canonical + ": the stored " + name + " = " + text + " was not applied (" +
+                                            (info ? info->name : "error") + ")");
+            result = VI_WARN_CONFIG_NLOADED;
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
 ViStatus openSession(const std::shared_ptr<RmObject>& rm, const std::string& text,
                      ViAccessMode mode, ViUInt32 timeout, ViSession* out) {
     if (mode & ~static_cast<ViAccessMode>(VI_EXCLUSIVE_LOCK | VI_SHARED_LOCK | VI_LOAD_CONFIG)) {
@@ -124,6 +149,7 @@ ViStatus openSession(const std::shared_ptr<RmObject>& rm, const std::string& tex
     }
     s->attrs.setNumber(VI_ATTR_RM_SESSION, rm->handle);
     s->resource = Library::instance().resource(rn.canonical);
+    ViStatus configStatus = (mode & VI_LOAD_CONFIG) ? loadStoredAttributes(*s) : VI_SUCCESS;
 
     ViSession h = Library::instance().handles.add(s);
     if (!h) return VI_ERROR_ALLOC;
@@ -143,7 +169,7 @@ ViStatus openSession(const std::shared_ptr<RmObject>& rm, const std::string& tex
         rm->children.insert(h);
     }
     *out = h;
-    return openStatus;
+    return openStatus != VI_SUCCESS ? openStatus : configStatus;
 }
 
 void shutdownSession(const std::shared_ptr<Session>& s) {
