@@ -642,7 +642,7 @@ void parseInto(std::string_view text, const std::string& baseDir, int depth, Dev
     requireMap(root, "file");
     if (YAML::Node spec = root["spec"]; spec.IsDefined()) {
         std::string v = scalar(spec, "spec");
-        if (v.empty() || v[0] != '1') fail("spec: version " + v + " is not supported");
+        if (v != "1" && v.rfind("1.", 0) != 0) fail("spec: version " + v + " is not supported");
     }
     if (YAML::Node devs = root["devices"]; devs.IsDefined() && !devs.IsNull()) {
         requireMap(devs, "devices");
