@@ -28,6 +28,22 @@ def check(name, condition, detail=""):
         print("FAIL " + name + (": " + str(detail) if detail else ""))
 
 
+def formatted_io(rm, session):
+    """The variadic formatted I/O of the library as a C caller reaches it (through ctypes)."""
+    import ctypes
+    lib = rm.visalib.lib
+    buf = ctypes.create_string_buffer(64)
+    st = lib.viSPrintf(session, buf, b"%d|%-4s|%.2f|%,3hd", ctypes.c_int(42), b"ab", ctypes.c_double(2.5),
+                       (ctypes.c_short * 3)(1, -2, 3))
+    check("viSPrintf formats its arguments", st == 0 and buf.value == b"42|ab  |2.50|1,-2,3", (st, buf.value))
+    number, real, word = ctypes.c_int32(0), ctypes.c_double(0), ctypes.create_string_buffer(16)
+    st = lib.viSScanf(session, b"-17 3.25e1 word", b"%d %lf %s", ctypes.byref(number), ctypes.byref(real), word)
+    check("viSScanf scans into its arguments", st == 0 and (number.value, real.value, word.value) == (-17, 32.5, b"word"),
+          (st, number.value, real.value, word.value))
+    st = lib.viQueryf(session, b"%s\n", b"%t", b"*IDN?", buf)
+    check("viQueryf talks to the instrument", st == 0 and buf.value == b"ZU,METER,1,1.0\n", (st, buf.value))
+
+
 def published_format(rm):
     """A device file with channels and random values, through the names a client expects."""
     names = rm.list_resources()
@@ -156,6 +172,7 @@ def main():
     sock.close()
 
     published_format(rm)
+    formatted_io(rm, meter.session)
 
     meter.close()
     other.close()

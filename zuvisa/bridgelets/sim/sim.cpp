@@ -23,7 +23,7 @@ bool attributeValue(const std::string& name, const std::string& text, std::vecto
     char* end = nullptr;
     errno = 0;
     long long v = strtoll(text.c_str(), &end, 0);
-    if (text.empty() || *end || errno) return false;
+    if (text.empty() || *end || errno || !fitsAttr(d->type, static_cast<ViAttrState>(v))) return false;
     numbers.emplace_back(d->id, static_cast<ViAttrState>(v));
     return true;
 }

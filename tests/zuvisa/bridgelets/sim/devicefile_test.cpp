@@ -90,6 +90,7 @@ TEST(DeviceFile, RejectsWhatItCannotUse) {
     const char* bad[] = {
         "- a list",
         "spec: \"2.0\"\n",
+        "spec: \"10.1\"\n",
         "devices:\n  d:\n    dialogues:\n      - r: x\n",
         "devices:\n  d:\n    dialogues: {q: x}\n",
         "devices:\n  d:\n    properties:\n      p:\n        specs: {type: complex}\n",
@@ -150,6 +151,7 @@ TEST(DeviceFile, MalformedRandomAndBytesFormsAreLoadErrors) {
 
 TEST(DeviceFile, NullResponsesAnswerNothing) {
     DeviceFile f;
+    EXPECT_EQ(parseDeviceText("spec: \"1.0\"\n", "", &f, nullptr), VI_SUCCESS);
     std::string why;
     ASSERT_EQ(parseDeviceText("devices:\n  d:\n    error: {response: {command_error: null_response, query_error: Q}}\n"
                               "    dialogues:\n      - {q: \"A\", r: null_response}\n      - {q: \"BYTES(41 42)\", r: ok}\n",
