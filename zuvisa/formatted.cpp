@@ -3,14 +3,12 @@
 // viBufRead and governed by VI_ATTR_WR_BUF_OPER_MODE and VI_ATTR_RD_BUF_OPER_MODE).
 #include <cstdarg>
 #include <cstring>
-#include <new>
 
+#include "zuvisa/entry.h"
 #include "zuvisa/formatio.h"
 #include "zuvisa/session.h"
 
 using namespace zuvisa;
-
-#define ZU_API extern "C" __attribute__((visibility("default")))
 
 namespace {
 
@@ -99,26 +97,6 @@ ViStatus parse(ViConstString format, bool forInput, std::vector<fmtio::Piece>* p
     if (!format) return VI_ERROR_USER_BUF;
     size_t len = strnlen(format, fmtio::kMaxFormatLength + 1);
     return fmtio::parseFormat(std::string_view(format, len), forInput, pieces);
-}
-
-// Runs f on the session behind vi, catching everything; an error reaches the session's
-// exception handlers, named by operation.
-template <typename F>
-ViStatus onSession(const char* operation, ViSession vi, F&& f) {
-    try {
-        std::shared_ptr<Object> o = Library::instance().handles.get(vi);
-        if (!o) return VI_ERROR_INV_OBJECT;
-        if (o->type == ObjType::Rm) return VI_ERROR_NSUP_OPER;
-        if (o->type != ObjType::Session) return VI_ERROR_INV_OBJECT;
-        Session& s = static_cast<Session&>(*o);
-        ViStatus st = f(s);
-        if (st < 0) raiseException(s, st, operation);
-        return st;
-    } catch (const std::bad_alloc&) {
-        return VI_ERROR_ALLOC;
-    } catch (...) {
-        return VI_ERROR_SYSTEM_ERROR;
-    }
 }
 
 // Formats and hands the bytes to the write buffer; each "\n" of the format sends what the
