@@ -180,15 +180,20 @@ bool matchPattern(const std::string& pattern, const std::string& message, std::s
 
 namespace {
 
-// RANDOM(min, max[, count]): the arguments; false with a reason when they are malformed.
-bool randomArgs(const std::string& args, double* lo, double* hi, long* count, std::string* why) {
-    std::vector<std::string> parts;
+// The trimmed items of a comma-separated list.
+std::vector<std::string> commaList(const std::string& text) {
+    std::vector<std::string> items;
     for (size_t p = 0;;) {
-        size_t c = args.find(',', p);
-        parts.push_back(trim(args.substr(p, c == std::string::npos ? std::string::npos : c - p)));
-        if (c == std::string::npos) break;
+        size_t c = text.find(',', p);
+        items.push_back(trim(text.substr(p, c == std::string::npos ? std::string::npos : c - p)));
+        if (c == std::string::npos) return items;
         p = c + 1;
     }
+}
+
+// RANDOM(min, max[, count]): the arguments; false with a reason when they are malformed.
+bool randomArgs(const std::string& args, double* lo, double* hi, long* count, std::string* why) {
+    std::vector<std::string> parts = commaList(args);
     double n = 1;
     if (parts.size() < 2 || parts.size() > 3) {
         *why = "RANDOM needs min, max and a count";
@@ -232,9 +237,7 @@ bool drawRandom(double lo, double hi, long count, const std::string& spec, std::
 // commas, numbers from 0 to 255 each.
 bool bytesBody(const std::string& body, std::string* out, std::string* why) {
     if (body.find(',') != std::string::npos) {
-        for (size_t pos = 0;;) {
-            size_t comma = body.find(',', pos);
-            std::string item = trim(body.substr(pos, comma == std::string::npos ? std::string::npos : comma - pos));
+        for (const std::string& item : commaList(body)) {
             char* end = nullptr;
             errno = 0;
             long v = strtol(item.c_str(), &end, 0);
@@ -243,9 +246,8 @@ bool bytesBody(const std::string& body, std::string* out, std::string* why) {
                 return false;
             }
             out->push_back(static_cast<char>(v));
-            if (comma == std::string::npos) return true;
-            pos = comma + 1;
         }
+        return true;
     }
     std::string digits;
     for (char c : body) {
