@@ -112,28 +112,23 @@ void connect() {
     measure();
 }
 
+// After sending a setting: what the meter made of it, and the settings it has now.
+void settingSent(ViStatus sent, const char* what, const char* done) {
+    if (sent < 0) showStatus(Dmm_StatusText(link, (std::string("Setting the ") + what).c_str(), sent), true);
+    else if (settingTaken(what)) showStatus(done, false);
+    readSettings();
+}
+
 void applyFunction() {
     char function[32] = "";
     GetCtrlVal(panel, DMM_FUNCTION, function);
-    ViStatus st = Dmm_SetFunction(&link, function);
-    if (st < 0) {
-        showStatus(Dmm_StatusText(link, "Setting the function", st), true);
-        return;
-    }
-    if (settingTaken("function")) showStatus("Function set.", false);
-    readSettings();
+    settingSent(Dmm_SetFunction(&link, function), "function", "Function set.");
 }
 
 void applyRange() {
     double range = 0;
     GetCtrlVal(panel, DMM_RANGE, &range);
-    ViStatus st = Dmm_SetRange(&link, range);
-    if (st < 0) {
-        showStatus(Dmm_StatusText(link, "Setting the range", st), true);
-        return;
-    }
-    if (settingTaken("range")) showStatus("Range set.", false);
-    readSettings();
+    settingSent(Dmm_SetRange(&link, range), "range", "Range set.");
 }
 
 }  // namespace

@@ -2,29 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "tests/support/tempdir.h"
-#include "visalib/visalib.h"
+#include "tests/support/demobench.h"
 
 namespace {
 
 // A terminal on ZU-VISA and its demo bench.
 class Terminal : public ::testing::Test {
 protected:
-    void SetUp() override {
-        setenv("TALMIK_VISA_LIBRARY", (std::string(std::getenv("TALMIK_BIN_DIR")) + "/libzuvisa.so").c_str(), 1);
-        writeFile(dir.file("zuvisa.ini"), "[Bridgelets]\nsim = True\n");
-        setenv("ZUVISA_CONFIG", dir.file("zuvisa.ini").c_str(), 1);
-    }
-    void TearDown() override {
-        Term_Stop(&state);
-        VisaLib_Unload();
-        unsetenv("ZUVISA_CONFIG");
-        unsetenv("TALMIK_VISA_LIBRARY");
-    }
+    void TearDown() override { Term_Stop(&state); }
 
     struct Step {
         std::string line;
@@ -43,7 +31,7 @@ protected:
         }
     }
 
-    TempDir dir;
+    DemoBenchVisa visa;
     TermState state;
 };
 

@@ -2,29 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 
-#include "tests/support/tempdir.h"
-#include "visalib/visalib.h"
+#include "tests/support/demobench.h"
 
 namespace {
 
 // ZU-VISA with its demo bench, where the multimeter is GPIB0::22::INSTR.
 class DemoBench : public ::testing::Test {
 protected:
-    void SetUp() override {
-        setenv("TALMIK_VISA_LIBRARY", (std::string(std::getenv("TALMIK_BIN_DIR")) + "/libzuvisa.so").c_str(), 1);
-        writeFile(dir.file("zuvisa.ini"), "[Bridgelets]\nsim = True\n");
-        setenv("ZUVISA_CONFIG", dir.file("zuvisa.ini").c_str(), 1);
-    }
-    void TearDown() override {
-        Dmm_Disconnect(&link);
-        VisaLib_Unload();
-        unsetenv("ZUVISA_CONFIG");
-        unsetenv("TALMIK_VISA_LIBRARY");
-    }
-    TempDir dir;
+    void TearDown() override { Dmm_Disconnect(&link); }
+    DemoBenchVisa visa;
     DmmLink link;
 };
 

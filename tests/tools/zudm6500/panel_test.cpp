@@ -5,9 +5,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "tests/support/tempdir.h"
+#include "tests/support/demobench.h"
 #include "uiruntime/testing/uitest.h"
-#include "visalib/visalib.h"
 #include "zudm6500_uir.h"
 
 namespace {
@@ -18,17 +17,11 @@ protected:
     void SetUp() override {
         ASSERT_EQ(UiTest_Start(), 0);
         RegisterUirCallbacks_zudm6500();
-        setenv("TALMIK_VISA_LIBRARY", (std::string(std::getenv("TALMIK_BIN_DIR")) + "/libzuvisa.so").c_str(), 1);
-        writeFile(dir.file("zuvisa.ini"), "[Bridgelets]\nsim = True\n");
-        setenv("ZUVISA_CONFIG", dir.file("zuvisa.ini").c_str(), 1);
     }
     void TearDown() override {
         DmmPanel_Discard();
         EXPECT_TRUE(UiTest_Failures().empty());
         UiTest_Reset();
-        VisaLib_Unload();
-        unsetenv("ZUVISA_CONFIG");
-        unsetenv("TALMIK_VISA_LIBRARY");
     }
     std::string text(int control) { return UiTest_DisplayedText(panel, control); }
     // The number at the start of the reading, which must be all there is besides the unit.
@@ -44,7 +37,7 @@ protected:
         return d;
     }
 
-    TempDir dir;
+    DemoBenchVisa visa;
     int panel = 0;
 };
 
