@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 
 namespace {
 
@@ -25,17 +26,38 @@ bool writeAll(int fd, const std::string& text) {
     return true;
 }
 
-// Raw input for the editor, output processing kept so that "\n" still starts a new line.
-bool enterRaw(Console* c) {
-    termios raw = c->saved;
-    raw.c_iflag &= ~static_cast<tcflag_t>(ICRNL | IXON | INLCR | IGNCR | ISTRIP);
-    raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ISIG | IEXTEN);
-    raw.c_cc[VMIN] = 1;
-    raw.c_cc[VTIME] = 0;
-    return tcsetattr(c->in, TCSAFLUSH, &raw) == 0;
+// What the terminal is restored to when the program is interrupted while a command runs.
+int g_interruptFd = -1;
+termios g_interruptRestore{};
+
+void restoreAndDie(int number) {
+    tcsetattr(g_interruptFd, TCSANOW, &g_interruptRestore);
+    ::signal(number, SIG_DFL);
+    ::raise(number);
 }
 
-void leaveRaw(Console* c) { tcsetattr(c->in, TCSAFLUSH, &c->saved); }
+// The terminal stays without line editing and echo for the whole session, so that keys typed
+// while a command runs wait, unchanged, for the editor. While a line is edited Ctrl-C is a key;
+// while a command runs it interrupts the program (and the terminal is put back first).
+termios sessionMode(const termios& saved, bool editing) {
+    termios t = saved;
+    t.c_iflag &= ~static_cast<tcflag_t>(ICRNL | IXON | INLCR | IGNCR | ISTRIP);
+    t.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | IEXTEN);
+    if (editing) t.c_lflag &= ~static_cast<tcflag_t>(ISIG);
+    t.c_cc[VMIN] = 1;
+    t.c_cc[VTIME] = 0;
+    return t;
+}
+
+bool enterRaw(Console* c) {
+    termios t = sessionMode(c->saved, true);
+    return tcsetattr(c->in, TCSANOW, &t) == 0;
+}
+
+void leaveRaw(Console* c) {
+    termios t = sessionMode(c->saved, false);
+    tcsetattr(c->in, TCSANOW, &t);
+}
 
 ReadResult readEdited(Console* c, const std::string& prompt, std::string* line) {
     std::string screen;
@@ -104,10 +126,20 @@ void Console_Open(Console* console, int in, int out, const std::string& historyP
     console->terminal = isatty(in) && isatty(out) && tcgetattr(in, &console->saved) == 0;
     console->historyPath = console->terminal ? historyPath : std::string();
     if (!console->historyPath.empty()) History_Load(&console->history, console->historyPath);
+    if (console->terminal) {
+        g_interruptFd = in;
+        g_interruptRestore = console->saved;
+        for (int s : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) std::signal(s, restoreAndDie);
+        leaveRaw(console);
+    }
 }
 
 void Console_Close(Console* console) {
     if (!console->historyPath.empty()) History_Save(console->history, console->historyPath);
+    if (console->terminal) {
+        tcsetattr(console->in, TCSANOW, &console->saved);
+        for (int s : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) std::signal(s, SIG_DFL);
+    }
 }
 
 ReadResult Console_ReadLine(Console* console, const std::string& prompt, std::string* line) {

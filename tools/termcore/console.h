@@ -1,6 +1,6 @@
 // The terminal programs' input and output: on a terminal, lines are edited with the line editor
-// in raw mode (left only while a line is read) and kept in a history file; from a pipe or file,
-// lines are read as they come, without a prompt.
+// (the terminal is set up for it from Console_Open to Console_Close) and kept in a history file;
+// from a pipe or file, lines are read as they come, without a prompt.
 #pragma once
 
 #include <termios.h>

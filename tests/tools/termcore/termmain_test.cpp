@@ -7,6 +7,7 @@
 #include <pty.h>
 #include <signal.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -93,6 +94,13 @@ public:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
     const std::string& output() const { return output_; }
+    void stop(int signal) { kill(pid_, signal); }
+    // The local modes of the program's terminal.
+    tcflag_t terminalMode() const {
+        termios t{};
+        tcgetattr(fd_, &t);
+        return t.c_lflag;
+    }
 
 private:
     bool readSome() {
@@ -134,9 +142,22 @@ TEST_F(TerminalProgram, OnATerminalWithHistory) {
     ASSERT_TRUE(s.expect("DM-6500 (simulated),SIM0022,1.0\\n")) << s.output();
     s.send("\x1b[A\x1b[A\r");  // the line kept from the last run
     ASSERT_TRUE(s.expect("GPIB0::7::INSTR")) << s.output();
+    s.send("FUNC?\r/stb\r");  // typed ahead while the first line runs: nothing is lost
+    ASSERT_TRUE(s.expect("VOLT:DC\\n")) << s.output();
+    ASSERT_TRUE(s.expect("Status byte: 0x00 (0)")) << s.output();
     s.send("\x04");
     EXPECT_EQ(s.finish(), 0);
-    EXPECT_EQ(readFile(dir.file(".gpterm_history")), "/find GPIB?*\n*IDN?\n/find GPIB?*\n");
+    EXPECT_EQ(readFile(dir.file(".gpterm_history")), "/find GPIB?*\n*IDN?\n/find GPIB?*\nFUNC?\n/stb\n");
+}
+
+TEST_F(TerminalProgram, AnInterruptedProgramGivesTheTerminalBack) {
+    Session s(toolPath("vxterm"), {}, env(), true);
+    ASSERT_TRUE(s.expect("vxterm> ")) << s.output();
+    EXPECT_FALSE(s.terminalMode() & ICANON);  // the editor has the keys
+    s.stop(SIGTERM);
+    EXPECT_EQ(s.finish(), -1);
+    EXPECT_TRUE(s.terminalMode() & ICANON);
+    EXPECT_TRUE(s.terminalMode() & ECHO);
 }
 
 TEST_F(TerminalProgram, FromAPipe) {
