@@ -30,13 +30,19 @@ public:
         return access(space, offset, width / 8, true, &v);
     }
     ViStatus moveIn(ViUInt16 space, ViBusAddress64 offset, int width, ViBusSize length, void* buf) override {
-        return move(space, offset, width, VI_LOCAL_SPACE, reinterpret_cast<uintptr_t>(buf), width, length);
+        ViBusSize done = 0;
+        return move(space, offset, width, VI_LOCAL_SPACE, reinterpret_cast<uintptr_t>(buf), width, length, IoControl::untimed(),
+                    &done);
     }
     ViStatus moveOut(ViUInt16 space, ViBusAddress64 offset, int width, ViBusSize length, const void* buf) override {
-        return move(VI_LOCAL_SPACE, reinterpret_cast<uintptr_t>(buf), width, space, offset, width, length);
+        ViBusSize done = 0;
+        return move(VI_LOCAL_SPACE, reinterpret_cast<uintptr_t>(buf), width, space, offset, width, length, IoControl::untimed(),
+                    &done);
     }
     ViStatus move(ViUInt16 srcSpace, ViBusAddress64 srcOffset, int srcWidth, ViUInt16 destSpace,
-                  ViBusAddress64 destOffset, int destWidth, ViBusSize length) override {
+                  ViBusAddress64 destOffset, int destWidth, ViBusSize length, const IoControl& io,
+                  ViBusSize* done) override {
+        *done = 0;
         if (srcWidth != destWidth) return VI_ERROR_NSUP_VAR_WIDTH;
         int bytes = srcWidth / 8;
         if (length == 0) return VI_SUCCESS;
@@ -44,7 +50,8 @@ public:
             return VI_ERROR_USER_BUF;
         }
         // Each element is read whole and written whole, as a bus transfer of that width does.
-        for (ViBusSize i = 0; i < length; ++i) {
+        for (ViBusSize i = 0; i < length; *done = ++i) {
+            if (io.cancelled()) return VI_ERROR_ABORT;
             uint64_t from = srcOffset + (srcIncrement_ ? i * static_cast<uint64_t>(bytes) : 0);
             uint64_t to = destOffset + (destIncrement_ ? i * static_cast<uint64_t>(bytes) : 0);
             uint64_t v = 0;
@@ -296,7 +303,7 @@ public:
         return bus_->driveWithProtocol(line, protocol);
     }
 
-    ViStatus vxiCommandQuery(ViUInt16 mode, ViUInt32 cmd, ViUInt32* response) override {
+    ViStatus vxiCommandQuery(ViUInt16 mode, ViUInt32 cmd, ViUInt32* response, const IoControl& io) override {
         bool send = mode == VI_VXI_CMD16 || mode == VI_VXI_CMD16_RESP16 || mode == VI_VXI_CMD32 ||
                     mode == VI_VXI_CMD32_RESP16 || mode == VI_VXI_CMD32_RESP32;
         bool take = mode == VI_VXI_CMD16_RESP16 || mode == VI_VXI_RESP16 || mode == VI_VXI_CMD32_RESP16 ||
@@ -305,8 +312,19 @@ public:
         bool wide = mode == VI_VXI_CMD32 || mode == VI_VXI_CMD32_RESP16 || mode == VI_VXI_CMD32_RESP32;
         bool wideResponse = mode == VI_VXI_CMD32_RESP32 || mode == VI_VXI_RESP32;
         if (send && !wide && cmd > 0xFFFF) return VI_ERROR_INV_PARAMETER;
+        std::unique_lock<std::mutex> lock(bus_->m);
+        if (la_ == bus_->def().controllerLa && bus_->servantListening()) {
+            // The controller's own logical address, taken by its servant sessions: they get the
+            // command and give the response.
+            if (send) bus_->commandServant(mode, cmd);
+            if (!take) return VI_SUCCESS;
+            ViUInt32 r = 0;
+            ViStatus st = bus_->takeServantResponse(lock, io, &r);
+            if (st < 0) return st;
+            if (response) *response = r;
+            return VI_SUCCESS;
+        }
         if (ViStatus st = messageDevice(); st < 0) return st;
-        std::lock_guard<std::mutex> lock(bus_->m);
         if (send) {
             // Longword serial carries the word-serial command in its upper half.
             bool produced = false;
