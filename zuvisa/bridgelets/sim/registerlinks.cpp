@@ -1,8 +1,10 @@
 // Links of register-based resources: VXI and GPIB-VXI INSTR and MEMACC, PXI INSTR and MEMACC.
 // The common part moves data between address spaces and local memory with each session's byte
 // order and increments, and maps a window for viPeek and viPoke.
-#include <cstdlib>
+#include <sys/mman.h>
+
 #include <cstring>
+#include <mutex>
 #include <thread>
 
 #include "zuvisa/bridgelets/sim/attachment.h"
@@ -14,9 +16,49 @@ namespace {
 
 constexpr uint64_t kMaxWindow = 16u << 20;
 
+// The addresses that viMapAddress hands out: slots of an address range reserved without any
+// access. The window's data moves only through viPeek and viPoke (VI_USE_OPERS), which check
+// the address; a client that dereferences one faults at once, also after the window is gone,
+// instead of writing into memory of this process.
+class WindowAddresses {
+public:
+    static WindowAddresses& instance() {
+        static WindowAddresses* addresses = new WindowAddresses;  // the range stays reserved
+        return *addresses;
+    }
+    // The start of a free slot of kMaxWindow bytes, or 0 when none is left.
+    uintptr_t take() {
+        std::lock_guard<std::mutex> lock(m_);
+        if (!start_) {
+            void* p = mmap(nullptr, kSlots * kMaxWindow, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+            if (p == MAP_FAILED) return 0;
+            start_ = reinterpret_cast<uintptr_t>(p);
+        }
+        for (size_t i = 0; i < kSlots; ++i) {
+            if (!used_[i]) {
+                used_[i] = true;
+                return start_ + i * kMaxWindow;
+            }
+        }
+        return 0;
+    }
+    void give(uintptr_t slot) {
+        std::lock_guard<std::mutex> lock(m_);
+        if (slot >= start_ && slot < start_ + kSlots * kMaxWindow) used_[(slot - start_) / kMaxWindow] = false;
+    }
+
+private:
+    static constexpr size_t kSlots = 256;  // windows mapped at one time in the process
+    std::mutex m_;
+    uintptr_t start_ = 0;
+    bool used_[kSlots] = {};
+};
+
 class RegisterLink : public Link {
 public:
-    ~RegisterLink() override { std::free(window_.buffer); }
+    ~RegisterLink() override {
+        if (window_.mapped) WindowAddresses::instance().give(window_.base);
+    }
 
     ViStatus in(ViUInt16 space, ViBusAddress64 offset, int width, ViUInt64* value) override {
         uint64_t v = 0;
@@ -79,17 +121,15 @@ public:
         uint64_t busAddress = 0;
         ViStatus st = windowAt(space, offset, size, &busAddress);
         if (st < 0) return st;
-        // The address handed out is real memory, so a client that dereferences it does not
-        // crash; the data itself moves only through viPeek and viPoke (VI_USE_OPERS).
-        void* buffer = std::calloc(static_cast<size_t>(size), 1);
-        if (!buffer) return VI_ERROR_ALLOC;
-        window_ = {true, space, offset, size, busAddress, static_cast<uint8_t*>(buffer)};
-        *address = buffer;
+        uintptr_t base = WindowAddresses::instance().take();
+        if (!base) return VI_ERROR_ALLOC;
+        window_ = {true, space, offset, size, busAddress, base};
+        *address = reinterpret_cast<ViAddr>(base);
         return VI_SUCCESS;
     }
     ViStatus unmapAddress() override {
         if (!window_.mapped) return VI_ERROR_WINDOW_NMAPPED;
-        std::free(window_.buffer);
+        WindowAddresses::instance().give(window_.base);
         window_ = {};
         return VI_SUCCESS;
     }
@@ -184,11 +224,11 @@ private:
     }
     ViStatus windowOffset(ViAddr address, int bytes, uint64_t* offset) const {
         if (!window_.mapped) return VI_ERROR_WINDOW_NMAPPED;
-        uintptr_t a = reinterpret_cast<uintptr_t>(address), base = reinterpret_cast<uintptr_t>(window_.buffer);
-        if (a < base || a - base > window_.size || window_.size - (a - base) < static_cast<uint64_t>(bytes)) {
+        uintptr_t a = reinterpret_cast<uintptr_t>(address);
+        if (a < window_.base || a - window_.base > window_.size || window_.size - (a - window_.base) < static_cast<uint64_t>(bytes)) {
             return VI_ERROR_INV_OFFSET;
         }
-        *offset = window_.offset + (a - base);
+        *offset = window_.offset + (a - window_.base);
         return VI_SUCCESS;
     }
 
@@ -196,7 +236,7 @@ private:
         bool mapped = false;
         ViUInt16 space = 0;
         uint64_t offset = 0, size = 0, busAddress = 0;
-        uint8_t* buffer = nullptr;
+        uintptr_t base = 0;  // the address handed out
     };
     bool bigEndian_;
     ViUInt16 srcOrder_, destOrder_, windowOrder_;
