@@ -41,25 +41,28 @@ ViStatus onSession(const char* operation, ViSession vi, F&& f) {
     });
 }
 
-// Runs f on the link with the session's access checked and its I/O serialised.
+// Runs f on the session with its access checked and its I/O serialised.
 template <typename F>
-ViStatus onLink(const char* operation, ViSession vi, F&& f) {
+ViStatus onLockedSession(const char* operation, ViSession vi, F&& f) {
     return onSession(operation, vi, [&](Session& s) -> ViStatus {
         ViStatus st = checkAccess(s);
         if (st < 0) return st;
         std::lock_guard<std::mutex> io(s.ioMutex);
-        return f(*s.link);
+        return f(s);
     });
+}
+
+// Runs f on the session's link, so.
+template <typename F>
+ViStatus onLink(const char* operation, ViSession vi, F&& f) {
+    return onLockedSession(operation, vi, [&](Session& s) { return f(*s.link); });
 }
 
 // The same for operations that wait: f also gets the session's timeout, and closing the
 // session ends the wait.
 template <typename F>
 ViStatus onLinkTimed(const char* operation, ViSession vi, F&& f) {
-    return onSession(operation, vi, [&](Session& s) -> ViStatus {
-        ViStatus st = checkAccess(s);
-        if (st < 0) return st;
-        std::lock_guard<std::mutex> io(s.ioMutex);
+    return onLockedSession(operation, vi, [&](Session& s) {
         return f(*s.link, IoControl::fromTimeout(s.timeoutMs(), &s.closing));
     });
 }

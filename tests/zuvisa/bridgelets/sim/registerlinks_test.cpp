@@ -133,23 +133,11 @@ std::string permissionsAt(const void* address) {
     return "";
 }
 
-struct Refusal {
-    ViStatus status = VI_SUCCESS;
-    char operation[256] = "";
-};
-
-ViStatus _VI_FUNCH noteRefusal(ViSession, ViEventType, ViEvent ctx, ViAddr user) {
-    auto* r = static_cast<Refusal*>(user);
-    viGetAttribute(ctx, VI_ATTR_STATUS, &r->status);
-    viGetAttribute(ctx, VI_ATTR_OPER_NAME, r->operation);
-    return VI_SUCCESS;
-}
-
 // A stray address fails with a status (which the exception event reports) and touches nothing.
 TEST_F(Registers, PeekAndPokeTouchOnlyTheMappedWindow) {
     ViSession dig = open("VXI0::8::INSTR");
-    Refusal refusal;
-    ASSERT_EQ(viInstallHandler(dig, VI_EVENT_EXCEPTION, noteRefusal, &refusal), VI_SUCCESS);
+    ExceptionSeen refusal;
+    ASSERT_EQ(viInstallHandler(dig, VI_EVENT_EXCEPTION, noteException, &refusal), VI_SUCCESS);
     ASSERT_EQ(viEnableEvent(dig, VI_EVENT_EXCEPTION, VI_HNDLR, VI_NULL), VI_SUCCESS);
     constexpr ViBusAddress kAt = 0x40, kSize = 0x20;
     // Guard words on both sides of the window.
@@ -170,7 +158,7 @@ TEST_F(Registers, PeekAndPokeTouchOnlyTheMappedWindow) {
     };
     for (const auto& c : cases) {
         ViAddr a = reinterpret_cast<ViAddr>(base + c.offset);
-        refusal = Refusal{};
+        refusal = ExceptionSeen{};
         ViUInt32 v = 7;
         switch (c.bytes) {
         case 1: viPoke8(dig, a, 0xEE); break;
@@ -181,7 +169,7 @@ TEST_F(Registers, PeekAndPokeTouchOnlyTheMappedWindow) {
         if (!c.inside) {
             EXPECT_EQ(std::string(refusal.operation), "viPoke" + std::to_string(8 * c.bytes));
         }
-        refusal = Refusal{};
+        refusal = ExceptionSeen{};
         switch (c.bytes) {
         case 1: {
             ViUInt8 b = 7;
@@ -206,7 +194,7 @@ TEST_F(Registers, PeekAndPokeTouchOnlyTheMappedWindow) {
     EXPECT_EQ(viIn32(dig, VI_A24_SPACE, kAt + kSize, &guard), VI_SUCCESS);
     EXPECT_EQ(guard, 0xA5A5A5A5u);
     EXPECT_EQ(viUnmapAddress(dig), VI_SUCCESS);
-    refusal = Refusal{};
+    refusal = ExceptionSeen{};
     viPoke16(dig, window, 0x1234);
     EXPECT_EQ(refusal.status, VI_ERROR_WINDOW_NMAPPED) << "the old address means nothing now";
     ViUInt16 h = 0;
