@@ -1,6 +1,8 @@
 // A simulated GPIB board and the devices on its bus: controller-in-charge and system controller
 // state, REN and ATN, addressing by command bytes, device clear, trigger, local lockout, passing
-// control, and the board's own side as a device (its servant resource).
+// control, and the board's own side as a device (its servant resource). Every command byte the
+// board sends, also those that REN modes and passing control send, goes through one path that
+// logs it and carries it out.
 //
 // Guarded by the board's mutex. Lock order: board, then a device, then sinks.
 #pragma once
