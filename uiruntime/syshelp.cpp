@@ -74,7 +74,7 @@ int SystemHelp(const char* helpFile, int command, long, const char* additionalSt
         report("SystemHelp", UIENullPointer);
         return 0;
     }
-    QFileInfo file(QString::fromUtf8(helpFile));
+    QFileInfo file(QString::fromStdString(resolveProgramFile(helpFile)));
     if (!file.isFile()) {
         report("SystemHelp", UIEFileNotFound);
         return 0;

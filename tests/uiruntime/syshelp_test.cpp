@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "support.h"
+#include "uiruntime/testing/uitest.h"
 
 namespace {
 
@@ -52,6 +53,14 @@ TEST_F(SystemHelpTest, OpensTheCollectionAtAKeywordAndKeepsOneViewer) {
     EXPECT_NE(log.find("activateKeyword VI_ATTR_TMO_VALUE hide show search\n"), std::string::npos) << log;
     EXPECT_EQ(log.find("ARGS", 1), std::string::npos) << "a second viewer was started";
     EXPECT_EQ(SystemHelp(help.c_str(), HELP_QUIT, 0, ""), 1);
+}
+
+TEST_F(SystemHelpTest, ARelativeNameIsLookedForInTheProgramsDirectory) {
+    UiTest_SetProjectDir(dir.path().c_str());
+    ASSERT_EQ(SystemHelp("ZU-visa.hlp", HELP_PARTIALKEY, 0, ""), 1);
+    std::string log = waitForLog("show index");
+    EXPECT_NE(log.find("ARGS -collectionFile " + dir.file("ZU-visa.hlp")), std::string::npos) << log;
+    UiTest_SetProjectDir(nullptr);
 }
 
 TEST_F(SystemHelpTest, FailsWhenTheFileOrTheViewerIsMissing) {
