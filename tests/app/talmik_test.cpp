@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -321,27 +322,53 @@ TEST(VisaVersion, Formatting) {
     }
 }
 
-TEST_F(Talmik, EveryControlOfTheSheetsHasHelp) {
-    closeMainWindowThen([] {
-        for (int sheet : {rsrcpanel, rsrcio, rsrcsfp, rsrczu}) {
-            EXPECT_NE(Help_MessageFromUI(sheet, 0), nullptr) << sheet;
-            int control = 0;
-            GetPanelAttribute(sheet, ATTR_PANEL_FIRST_CTRL, &control);
-            for (; control > 0; GetCtrlAttribute(sheet, control, ATTR_NEXT_CTRL, &control)) {
-                int style = 0;
-                CtrlCallbackPtr callback = nullptr;
-                GetCtrlAttribute(sheet, control, ATTR_CTRL_STYLE, &style);
-                GetCtrlAttribute(sheet, control, ATTR_CALLBACK_FUNCTION_POINTER, &callback);
-                // Tabs, labels and decorations of the sheet group are not help targets.
-                if (style == CTRL_TEXT_MSG || IsDecorationStyle(style) || callback == SheetTabCallback) continue;
-                char name[64] = "";
-                GetCtrlAttribute(sheet, control, ATTR_CONSTANT_NAME, name, sizeof name);
-                EXPECT_NE(Help_MessageFromUI(sheet, control), nullptr) << name;
-            }
+// The tags of a compiled help file, read from its tag block.
+std::set<std::string> tagsOf(const std::string& helpFile) {
+    std::string image = readFile(helpFile);
+    std::set<std::string> tags;
+    for (size_t pos = 64; pos < image.size() && image[pos] != 0; pos += 1 + static_cast<unsigned char>(image[pos]))
+        tags.insert(image.substr(pos + 1, static_cast<unsigned char>(image[pos])));
+    return tags;
+}
+
+// Every panel of talmik.uir and every control a user can click on it has a "What's This?" text,
+// and every text of those panels belongs to a panel or control that exists.
+TEST_F(Talmik, EveryPanelAndControlHasHelpAndEveryTextAPlace) {
+    RegisterUirCallbacks_talmik();
+    ASSERT_EQ(Help_Initialize(dir.file("ZUtalmik.hlp").c_str()), 0);
+    std::set<std::string> places, panelNames;
+    int loaded = 0;
+    for (int resource = 1;; ++resource) {
+        int panel = LoadPanel(0, dir.file("talmik.uir").c_str(), resource);
+        if (panel <= 0) break;
+        ++loaded;
+        char name[64] = "";
+        GetPanelAttribute(panel, ATTR_CONSTANT_NAME, name, sizeof name);
+        panelNames.insert(name);
+        places.insert(name);
+        EXPECT_NE(Help_MessageFromUI(panel, 0), nullptr) << name;
+        int control = 0;
+        GetPanelAttribute(panel, ATTR_PANEL_FIRST_CTRL, &control);
+        for (; control > 0; GetCtrlAttribute(panel, control, ATTR_NEXT_CTRL, &control)) {
+            int style = 0;
+            char controlName[64] = "";
+            GetCtrlAttribute(panel, control, ATTR_CTRL_STYLE, &style);
+            GetCtrlAttribute(panel, control, ATTR_CONSTANT_NAME, controlName, sizeof controlName);
+            std::string place = std::string(name) + "_" + controlName;
+            places.insert(place);
+            // Decorations and pictures only frame the others.
+            if (IsDecorationStyle(style) || style == CTRL_PICTURE) continue;
+            EXPECT_NE(Help_MessageFromUI(panel, control), nullptr) << place;
         }
-        EXPECT_EQ(Help_MessageFromUI(rsrcio, 999), nullptr);
-    });
-    EXPECT_EQ(talmik_main(0), 0);
+        DiscardPanel(panel);
+    }
+    EXPECT_GE(loaded, 6);
+    for (const std::string& tag : tagsOf(dir.file("ZUtalmik.hlp"))) {
+        std::string panel = tag.substr(0, tag.find('_'));
+        if (panelNames.count(panel)) {
+            EXPECT_EQ(places.count(tag), 1u) << tag << " has no panel or control";
+        }
+    }
 }
 
 // ---- Context help through the main callback --------------------------------------------------
