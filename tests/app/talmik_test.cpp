@@ -470,7 +470,7 @@ TEST_F(Talmik, OperationPanelsOfferTheReferenceAndTheViewerQuitsAtExit) {
         UiTest_AnswerPopupMenu("__Operation Help");
         UiTest_RightClick(op, count, 4, 4);
         EXPECT_EQ(lastMenu(), std::vector<std::string>{"__Operation Help"});  // no text for it
-        EXPECT_NE(waitForLog("activateKeyword viRead").find("show index;activateKeyword viRead\n"),
+        EXPECT_NE(waitForLog("activateIdentifier viRead").find("show index;activateKeyword viRead;activateIdentifier viRead\n"),
                   std::string::npos);
         EXPECT_EQ(helpUsed, 1);
 

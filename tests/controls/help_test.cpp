@@ -349,25 +349,25 @@ TEST_F(Help, KeywordsReachTheViewer) {
              UiTest_AnswerPopupMenu("__Operation Help");
              ContextSensitiveHelp(panel, 0, 0, 0, 0, 0, "viRead", nullptr, 5, 5);
          },
-         "show index;activateKeyword viRead\n", 1, 0},
+         "show index;activateKeyword viRead;activateIdentifier viRead\n", 1, 0},
         {"session window, attribute help",
          [&] {
              UiTest_AnswerPopupMenu("__Attribute Help");
              ContextSensitiveHelpExt(panel, attributeRing, 0, 1, 0, 0, 1, nullptr, 5, 5);
          },
-         "activateKeyword VI_ATTR_TMO_VALUE\n", 0, 1},
+         "activateIdentifier VI_ATTR_TMO_VALUE\n", 0, 1},
         {"session window, event help",
          [&] {
              UiTest_AnswerPopupMenu("__Event Help");
              ContextSensitiveHelpExt(panel, eventRing, 0, 0, 1, 0, 1, nullptr, 5, 5);
          },
-         "activateKeyword VI_EVENT_SERVICE_REQ\n", 0, 1},
+         "activateIdentifier VI_EVENT_SERVICE_REQ\n", 0, 1},
         {"session window, operation help",
          [&] {
              UiTest_AnswerPopupMenu("__Operation Help");
              ContextSensitiveHelpExt(panel, eventRing, 0, 0, 1, 0, 1, nullptr, 5, 5);
          },
-         "activateKeyword viRead\n", 0, 1},
+         "activateIdentifier viRead\n", 0, 1},
         {"topics", [] { DoTopics(0, 0, nullptr, 0); }, "show index\n", 1, 0},
     };
     for (const auto& c : cases) {
@@ -387,7 +387,7 @@ TEST_F(Help, KeywordsReachTheViewer) {
     SetPanelAttribute(panel, ATTR_TITLE, "  Read  ");
     UiTest_AnswerPopupMenu("__Operation Help");
     ContextSensitiveHelpExt(panel, 0, 0, 0, 0, 1, 1, nullptr, 5, 5);
-    EXPECT_NE(waitForLog("activateKeyword CHILD\n").find("activateKeyword CHILD\n"), std::string::npos);
+    EXPECT_NE(waitForLog("activateIdentifier CHILD\n").find("activateIdentifier CHILD\n"), std::string::npos);
 }
 
 TEST_F(Help, NoCatalogueEntryNoViewerAndAFailedViewerIsReported) {
