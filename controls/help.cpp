@@ -187,7 +187,7 @@ int Help_DisplayMessage(int panel, const char* text, int x, int y) {
     if (int rc = GetPanelAttribute(panel, ATTR_HEIGHT, &parentHeight); rc < 0) return rc;
     GetPanelAttribute(panel, ATTR_WIDTH, &parentWidth);
 
-    int tooltip = NewPanel(panel, "", y, x, 10, 10);
+    int tooltip = NewPanel(panel, "Help", y, x, 10, 10);
     if (tooltip < 0) return tooltip;
     SetPanelAttribute(tooltip, ATTR_BACKCOLOR, kTooltipColor);
     SetPanelAttribute(tooltip, ATTR_PANEL_LOOK, VAL_PANEL_LOOK_TOOLTIP);
