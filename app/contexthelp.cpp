@@ -18,9 +18,8 @@ ViSession (*sessionLookup)(void*) = nullptr;
 // Callbacks that open a help menu of their own on a right click: the session window's status
 // displays, attribute and event rings, and the command line of the house tools.
 const char* const kOwnHelpMenuCallbacks[] = {
-    "StatusCallback",      "AttributeCallback",    "SetAttributeChange",
-    "EventCallbackEnable", "EventCallbackDisable", "EventCallbackDiscard",
-    "EventCallbackWait",   "MainZuSelect",
+    "StatusCallback",       "AttributeCallback",    "SetAttributeChange", "EventCallbackEnable",
+    "EventCallbackDisable", "EventCallbackDiscard", "EventCallbackWait",  "MainZuSelect",
 };
 
 void interpretForHelp(void* callbackData, int status, char* text, size_t size) {
@@ -28,7 +27,9 @@ void interpretForHelp(void* callbackData, int status, char* text, size_t size) {
     interpretCodeText(session, static_cast<ViStatus>(status), text, size);
 }
 
-void viewerOpened() { helpUsed = 1; }
+void viewerOpened() {
+    helpUsed = 1;
+}
 
 void viewerFailed(const char* keyword) {
     std::string path = std::string(programDirectory()) + "/" + pszHelpName;
@@ -62,7 +63,9 @@ void installHelpHost() {
     Help_SetHost(&host);
 }
 
-void setHelpSessionLookup(ViSession (*lookup)(void*)) { sessionLookup = lookup; }
+void setHelpSessionLookup(ViSession (*lookup)(void*)) {
+    sessionLookup = lookup;
+}
 
 void interpretCodeTextWith(ViStatus status, const char* description, char* text, size_t size) {
     if (size == 0) return;

@@ -37,7 +37,9 @@ bool placeOf(int panel, int control, std::string* place) {
     return true;
 }
 
-bool isOperationName(const std::string& name) { return name.rfind("vi", 0) == 0 && name.size() > 2; }
+bool isOperationName(const std::string& name) {
+    return name.rfind("vi", 0) == 0 && name.size() > 2;
+}
 
 std::string trimmed(const char* text) {
     std::string s = text ? text : "";
@@ -62,7 +64,7 @@ std::string operationKeyword(int panel, const char* operation) {
 
 // A popup menu built for one question and discarded afterwards.
 class PopupMenu {
-public:
+  public:
     PopupMenu() {
         bar_ = NewMenuBar(0);
         if (bar_ > 0) menu_ = NewMenu(bar_, host.appName, -1);
@@ -88,7 +90,7 @@ public:
         return choice > 0 ? choice : 0;
     }
 
-private:
+  private:
     int bar_ = 0;
     int menu_ = 0;
 };
@@ -161,9 +163,13 @@ void waitForClick(int tooltip) {
 
 }  // namespace
 
-void Help_SetHost(const HelpHost* newHost) { host = newHost ? *newHost : HelpHost{}; }
+void Help_SetHost(const HelpHost* newHost) {
+    host = newHost ? *newHost : HelpHost{};
+}
 
-void Help_SetWindowHook(int (*hook)(int)) { windowHook = hook; }
+void Help_SetWindowHook(int (*hook)(int)) {
+    windowHook = hook;
+}
 
 char* Help_MessageFromUI(int panel, int control) {
     std::string place;
@@ -177,9 +183,13 @@ int Help_RegisterTagForUI(int panel, int control, const char* tag) {
     return Help_BindTag(panel, control, tag, place.c_str());
 }
 
-void Help_GotClick() { ++ClickCount; }
+void Help_GotClick() {
+    ++ClickCount;
+}
 
-int Help_ClickCount() { return ClickCount; }
+int Help_ClickCount() {
+    return ClickCount;
+}
 
 int Help_DisplayMessage(int panel, const char* text, int x, int y) {
     if (!text) return UIENullPointer;
@@ -231,7 +241,8 @@ int ContextSensitiveHelp(int panel, int control, int whatsThis, int a, int b, in
     int operationItem = menu.add(operation && *operation, kOperationHelp);
     int choice = menu.run(panel, x, y);
     if (choice == 0) return 1;
-    if (choice == whatsThisItem) showWhatsThis(panel, control, x, y);
+    if (choice == whatsThisItem)
+        showWhatsThis(panel, control, x, y);
     else if (choice == operationItem)
         openReference(HELP_KEY, operationKeyword(panel, operation), false);
     return 1;
@@ -250,8 +261,8 @@ int ContextSensitiveHelpExt(int panel, int control, int whatsThis, int attribute
     if (choice == whatsThisItem) {
         showWhatsThis(panel, control, x, y);
     } else if (choice == attributeItem || choice == eventItem) {
-        const char* name = catalogueName(panel, control,
-                                         choice == attributeItem ? host.attributeName : host.eventName);
+        const char* name = catalogueName(
+            panel, control, choice == attributeItem ? host.attributeName : host.eventName);
         if (name) openReference(HELP_KEY, name, true);
     } else if (choice == interpretItem) {
         int status = 0;
@@ -266,4 +277,6 @@ int ContextSensitiveHelpExt(int panel, int control, int whatsThis, int attribute
     return 1;
 }
 
-void DoTopics(int, int, void*, int) { openReference(HELP_PARTIALKEY, "", false); }
+void DoTopics(int, int, void*, int) {
+    openReference(HELP_PARTIALKEY, "", false);
+}

@@ -21,7 +21,7 @@
 inline constexpr int kHelpHookViewerStarted = 1002;
 
 struct HelpHost {
-    const char* appName = "";      // title of the menus
+    const char* appName = "";         // title of the menus
     const char* systemHelpFile = "";  // the reference handed to SystemHelp
     // The VI name of an attribute id or an event type, or null when the catalogue lacks it.
     const char* (*attributeName)(unsigned int attributeId) = nullptr;

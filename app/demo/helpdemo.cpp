@@ -71,7 +71,9 @@ int main(int argc, char** argv) {
         const char* text = Help_MessageFromUI(sheet, IOSHEET_FINDEXPR);
         for (;;) Help_DisplayMessage(sheet, text ? text : "(no help text)", 120, 30);
     } else if (mode == "interpret" || mode == "menu") {
-        ViStatus status = argument.empty() ? VI_ERROR_TMO : static_cast<ViStatus>(std::strtoul(argument.c_str(), nullptr, 0));
+        ViStatus status = argument.empty()
+                              ? VI_ERROR_TMO
+                              : static_cast<ViStatus>(std::strtoul(argument.c_str(), nullptr, 0));
         int control = 0;
         int panel = statusPanel(status, &control);
         ProcessDrawEvents();
@@ -82,7 +84,9 @@ int main(int argc, char** argv) {
         interpretCodeText(defaultRM, status, text, sizeof text);
         for (;;) Help_DisplayMessage(panel, text, 30, 80);
     } else if (mode == "reference") {
-        if (SystemHelp(pszHelpName, HELP_KEY, 0, argument.empty() ? "viRead" : argument.c_str()) <= 0) return 1;
+        if (SystemHelp(pszHelpName, HELP_KEY, 0, argument.empty() ? "viRead" : argument.c_str()) <=
+            0)
+            return 1;
         RunUserInterface();
     }
     return 0;

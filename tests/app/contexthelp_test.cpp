@@ -18,7 +18,9 @@
 
 namespace {
 
-std::string binFile(const char* name) { return std::string(std::getenv("TALMIK_BIN_DIR")) + "/" + name; }
+std::string binFile(const char* name) {
+    return std::string(std::getenv("TALMIK_BIN_DIR")) + "/" + name;
+}
 
 std::string tooltipText;
 int tooltipParent = 0;
@@ -40,7 +42,7 @@ void interpretWithDescription(void*, int status, char* text, size_t size) {
 }
 
 class ContextHelp : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         ASSERT_EQ(UiTest_Start(), 0);
         UiTest_SetProjectDir(dir.path().c_str());
@@ -96,7 +98,8 @@ TEST_F(ContextHelp, InterpretCodeBreaksLongDescriptionsAtBlanks) {
         std::string description, shown;
     } cases[] = {
         {"55 characters stay on one line", a50 + " bcde", a50 + " bcde"},
-        {"56 characters break at the first blank from the 51st on", a50 + " bcdef", a50 + "\nbcdef"},
+        {"56 characters break at the first blank from the 51st on", a50 + " bcdef",
+         a50 + "\nbcdef"},
         {"the break waits for a blank", a50 + "xx yyyy", a50 + "xx\nyyyy"},
         {"120 characters break twice", a52 + " " + b55 + " " + c11, a52 + "\n" + b55 + "\n" + c11},
         {"no blank after the 50th character", std::string(70, 'z'), std::string(70, 'z')},
@@ -107,12 +110,15 @@ TEST_F(ContextHelp, InterpretCodeBreaksLongDescriptionsAtBlanks) {
         EXPECT_EQ(interpret(VI_ERROR_TMO), head + c.shown) << c.name;
     }
     description = "";
-    EXPECT_EQ(interpret(0x3FFF0006), "Return value: 0x3FFF0006\nStatus name: VI_SUCCESS_MAX_CNT\n\n");
+    EXPECT_EQ(interpret(0x3FFF0006),
+              "Return value: 0x3FFF0006\nStatus name: VI_SUCCESS_MAX_CNT\n\n");
     EXPECT_EQ(interpret(static_cast<ViStatus>(0xBFFF00A9)),
               "Return value: 0xBFFF00A9\nStatus name: <Unknown>\n\n");
 }
 
-ViSession sessionOfRecord(void* record) { return *static_cast<ViSession*>(record); }
+ViSession sessionOfRecord(void* record) {
+    return *static_cast<ViSession*>(record);
+}
 
 TEST_F(ContextHelp, InterpretCodeAsksTheLibraryOfTheWindowsSession) {
     writeFile(dir.file("zuvisa.ini"), "[Bridgelets]\nsim = True\n");
@@ -148,16 +154,18 @@ TEST_F(ContextHelp, ClearMessagesWhenTheReferenceCannotBeShown) {
     UiTest_AnswerPopupMenu("__Operation Help");
     ContextSensitiveHelp(panel, 0, 0, 0, 0, 0, "viRead", nullptr, 5, 5);
     DoTopics(0, 0, nullptr, 0);
-    EXPECT_EQ(messages(),
-              (std::vector<std::string>{
-                  "Unable to open the VISA reference: \"ZU-visa.hlp\" is missing from the program's "
-                  "directory\n(" + dir.path() + ").",
-                  "Unable to show \"viRead\" in the help viewer.\n\nThe VISA reference is shown by Qt "
-                  "Assistant: check that it is installed (Debian package assistant-qt6).",
-                  "Unable to show the index of the VISA reference in the help viewer.\n\nThe VISA "
-                  "reference is shown by Qt Assistant: check that it is installed (Debian package "
-                  "assistant-qt6).",
-              }));
+    EXPECT_EQ(
+        messages(),
+        (std::vector<std::string>{
+            "Unable to open the VISA reference: \"ZU-visa.hlp\" is missing from the program's "
+            "directory\n(" +
+                dir.path() + ").",
+            "Unable to show \"viRead\" in the help viewer.\n\nThe VISA reference is shown by Qt "
+            "Assistant: check that it is installed (Debian package assistant-qt6).",
+            "Unable to show the index of the VISA reference in the help viewer.\n\nThe VISA "
+            "reference is shown by Qt Assistant: check that it is installed (Debian package "
+            "assistant-qt6).",
+        }));
     for (const UiTestPopup& p : UiTest_Popups()) {
         if (p.kind == UITEST_MESSAGE) {
             EXPECT_EQ(p.title, "TALMIK");

@@ -19,8 +19,12 @@
 
 namespace {
 
-int ignoreControl(int, int, int, void*, int, int) { return 0; }
-int ignorePanel(int, int, void*, int, int) { return 0; }
+int ignoreControl(int, int, int, void*, int, int) {
+    return 0;
+}
+int ignorePanel(int, int, void*, int, int) {
+    return 0;
+}
 
 // What the tooltip looked like while it waited.
 struct Tooltip {
@@ -72,15 +76,19 @@ std::vector<std::string> viewerFailures;
 std::vector<int> hookCodes;
 void* interpretedData = nullptr;
 
-const char* fakeAttributeName(unsigned int id) { return id == 0x3FFF001A ? "VI_ATTR_TMO_VALUE" : nullptr; }
-const char* fakeEventName(unsigned int id) { return id == 0x3FFF200B ? "VI_EVENT_SERVICE_REQ" : nullptr; }
+const char* fakeAttributeName(unsigned int id) {
+    return id == 0x3FFF001A ? "VI_ATTR_TMO_VALUE" : nullptr;
+}
+const char* fakeEventName(unsigned int id) {
+    return id == 0x3FFF200B ? "VI_EVENT_SERVICE_REQ" : nullptr;
+}
 void fakeInterpret(void* data, int status, char* text, size_t size) {
     interpretedData = data;
     std::snprintf(text, size, "Status 0x%08X\nexplained", static_cast<unsigned int>(status));
 }
 
 class Help : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         ASSERT_EQ(UiTest_Start(), 0);
         RegisterCallback({"ExamplePanel", ignorePanel});
@@ -94,7 +102,8 @@ protected:
         ASSERT_EQ(Help_Initialize(dir.file("texts.hlp").c_str()), 0);
 
         // The stand-in viewer writes its arguments, then every command line it reads, to a log.
-        writeFile(dir.file("viewer"), "#!/bin/sh\necho \"ARGS $*\" > \"$VIEWER_LOG\"\nexec cat >> \"$VIEWER_LOG\"\n");
+        writeFile(dir.file("viewer"),
+                  "#!/bin/sh\necho \"ARGS $*\" > \"$VIEWER_LOG\"\nexec cat >> \"$VIEWER_LOG\"\n");
         ::chmod(dir.file("viewer").c_str(), 0755);
         writeFile(dir.file("ZU-visa.hlp"), "collection");
         ::setenv("TALMIK_HELP_VIEWER", dir.file("viewer").c_str(), 1);
@@ -109,7 +118,10 @@ protected:
         host.viewerOpened = [] { ++viewerOpenedCount; };
         host.viewerFailed = [](const char* keyword) { viewerFailures.push_back(keyword); };
         Help_SetHost(&host);
-        Help_SetWindowHook([](int code) { hookCodes.push_back(code); return code; });
+        Help_SetWindowHook([](int code) {
+            hookCodes.push_back(code);
+            return code;
+        });
         viewerOpenedCount = 0;
         viewerFailures.clear();
         hookCodes.clear();
@@ -138,7 +150,8 @@ protected:
         std::string out = "SI95" + le32(3) + le32(static_cast<uint32_t>(tags.size())) + le32(5) +
                           std::string(48, '\0') + tags;
         uint32_t offset = static_cast<uint32_t>(out.size() + 24);
-        for (const auto& t : texts) out += le32(offset), offset += static_cast<uint32_t>(t.second.size());
+        for (const auto& t : texts)
+            out += le32(offset), offset += static_cast<uint32_t>(t.second.size());
         for (const auto& t : texts) out += le32(static_cast<uint32_t>(t.second.size()));
         for (const auto& t : texts) out += t.second;
         return out;
@@ -239,7 +252,9 @@ TEST_F(Help, TooltipClosesAtTheNextClickButNotAtTheOpeningRelease) {
         std::vector<std::pair<int, int>> steps;  // (left, right) at each poll
         size_t closesAt;                         // the step that closes it; 0: none does
     } cases[] = {
-        {"opening button held, then a left click", {right, right, right, none, none, left, none}, 6},
+        {"opening button held, then a left click",
+         {right, right, right, none, none, left, none},
+         6},
         {"opening button held, then a right click", {right, none, right, none}, 3},
         {"opened from the keyboard, a left click", {none, left, none}, 2},
         {"only the opening release", {right, right, none, none, none, none}, 0},
@@ -276,7 +291,8 @@ TEST_F(Help, ApplicationMenuItems) {
     for (const auto& c : cases) {
         UiTest_ClearPopups();
         UiTest_AnswerPopupMenu("");
-        EXPECT_EQ(ContextSensitiveHelp(panel, 0, c.whatsThis, 0, 0, 0, c.operation, nullptr, 5, 5), 1);
+        EXPECT_EQ(ContextSensitiveHelp(panel, 0, c.whatsThis, 0, 0, 0, c.operation, nullptr, 5, 5),
+                  1);
         ASSERT_EQ(menusShown(), 1);
         EXPECT_EQ(lastMenu(), c.items);
         EXPECT_EQ(UiTest_Popups().back().title, "TALMIK");
@@ -284,7 +300,9 @@ TEST_F(Help, ApplicationMenuItems) {
     // A reserved flag swallows the click without a menu.
     for (int flag = 0; flag < 3; ++flag) {
         UiTest_ClearPopups();
-        EXPECT_EQ(ContextSensitiveHelp(panel, 0, 1, flag == 0, flag == 1, flag == 2, "viRead", nullptr, 5, 5), 1);
+        EXPECT_EQ(ContextSensitiveHelp(panel, 0, 1, flag == 0, flag == 1, flag == 2, "viRead",
+                                       nullptr, 5, 5),
+                  1);
         EXPECT_EQ(menusShown(), 0);
     }
 }
@@ -298,15 +316,20 @@ TEST_F(Help, SessionWindowMenuItemsPerCaller) {
         {"status display", 0, 0, 1, 1, {"__What's This?", "__Interpret Code", "__Operation Help"}},
         {"attribute ring", 1, 0, 0, 1, {"__What's This?", "__Attribute Help", "__Operation Help"}},
         {"event ring", 0, 1, 0, 1, {"__What's This?", "__Event Help", "__Operation Help"}},
-        {"every choice", 1, 1, 1, 1,
-         {"__What's This?", "__Attribute Help", "__Event Help", "__Interpret Code", "__Operation Help"}},
+        {"every choice",
+         1,
+         1,
+         1,
+         1,
+         {"__What's This?", "__Attribute Help", "__Event Help", "__Interpret Code",
+          "__Operation Help"}},
     };
     for (const auto& c : cases)
         for (int whatsThis : {1, 0}) {
             UiTest_ClearPopups();
             UiTest_AnswerPopupMenu("");
-            EXPECT_EQ(ContextSensitiveHelpExt(panel, 0, whatsThis, c.attribute, c.event, c.interpret,
-                                              c.operation, nullptr, 5, 5),
+            EXPECT_EQ(ContextSensitiveHelpExt(panel, 0, whatsThis, c.attribute, c.event,
+                                              c.interpret, c.operation, nullptr, 5, 5),
                       1);
             std::vector<std::string> expected = c.items;
             if (!whatsThis) expected.erase(expected.begin());
@@ -380,14 +403,16 @@ TEST_F(Help, KeywordsReachTheViewer) {
         EXPECT_EQ(viewerOpenedCount, c.opened) << c.name;
         EXPECT_EQ(hookCodes, c.hook ? std::vector<int>{1002} : std::vector<int>{}) << c.name;
     }
-    EXPECT_NE(readFile(dir.file("log")).find("ARGS -collectionFile " + helpFile), std::string::npos);
+    EXPECT_NE(readFile(dir.file("log")).find("ARGS -collectionFile " + helpFile),
+              std::string::npos);
     EXPECT_TRUE(viewerFailures.empty());
 
     // A title in descriptive words gives way to the panel's constant name.
     SetPanelAttribute(panel, ATTR_TITLE, "  Read  ");
     UiTest_AnswerPopupMenu("__Operation Help");
     ContextSensitiveHelpExt(panel, 0, 0, 0, 0, 1, 1, nullptr, 5, 5);
-    EXPECT_NE(waitForLog("activateIdentifier CHILD\n").find("activateIdentifier CHILD\n"), std::string::npos);
+    EXPECT_NE(waitForLog("activateIdentifier CHILD\n").find("activateIdentifier CHILD\n"),
+              std::string::npos);
 }
 
 TEST_F(Help, NoCatalogueEntryNoViewerAndAFailedViewerIsReported) {

@@ -21,10 +21,12 @@ std::set<std::string> linesOf(const std::string& path) {
     return out;
 }
 
-std::string dataFile(const char* name) { return std::string(TALMIK_TEST_DATA_DIR) + "/data/" + name; }
+std::string dataFile(const char* name) {
+    return std::string(TALMIK_TEST_DATA_DIR) + "/data/" + name;
+}
 
 class Reference : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         keywords = linesOf(std::getenv("REFERENCE_KEYWORDS"));
         ASSERT_GT(keywords.size(), 250u) << "the reference was not built";
@@ -64,9 +66,11 @@ TEST_F(Reference, TheHelpCollectionAndEveryPageAreBuilt) {
     std::filesystem::path bin = std::getenv("TALMIK_BIN_DIR");
     EXPECT_TRUE(std::filesystem::is_regular_file(bin / "ZU-visa.hlp"));
     EXPECT_TRUE(std::filesystem::is_regular_file(bin / "ZU-visa.qch"));
-    std::filesystem::path html = std::filesystem::path(std::getenv("REFERENCE_KEYWORDS")).parent_path() / "html";
+    std::filesystem::path html =
+        std::filesystem::path(std::getenv("REFERENCE_KEYWORDS")).parent_path() / "html";
     // Every keyword leads to a page; aliases (viIn16 and the like) lead to their family's page.
-    for (const char* page : {"viRead", "VI_ATTR_TMO_VALUE", "VI_EVENT_SERVICE_REQ", "VI_ERROR_TMO", "index"})
+    for (const char* page :
+         {"viRead", "VI_ATTR_TMO_VALUE", "VI_EVENT_SERVICE_REQ", "VI_ERROR_TMO", "index"})
         EXPECT_TRUE(std::filesystem::is_regular_file(html / (std::string(page) + ".html"))) << page;
 }
 

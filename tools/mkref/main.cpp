@@ -54,7 +54,8 @@ int main(int argc, char** argv) {
     std::string error;
     for (const std::string& source : sources) {
         mkref::Kind kind;
-        if (!mkref::kindOfSource(source, &kind)) return fail(source + ": not a source of the reference"), 1;
+        if (!mkref::kindOfSource(source, &kind))
+            return fail(source + ": not a source of the reference"), 1;
         if (!mkref::readSource(source, kind, &ref, &error)) return fail(error), 1;
     }
     if (!mkref::check(&ref, &error)) return fail(error), 1;
@@ -67,14 +68,17 @@ int main(int argc, char** argv) {
     for (const auto& f : std::filesystem::directory_iterator(html, ec))
         if (f.path().extension() == ".html") std::filesystem::remove(f.path(), ec);
     bool ok = true;
-    for (const mkref::Entry& e : ref.entries) ok = ok && writeFile(html / (e.name + ".html"), mkref::renderPage(ref, e));
+    for (const mkref::Entry& e : ref.entries)
+        ok = ok && writeFile(html / (e.name + ".html"), mkref::renderPage(ref, e));
     ok = ok && writeFile(html / "index.html", mkref::renderIndex(ref));
     if (!style.empty()) {
-        std::filesystem::copy_file(style, html / "style.css", std::filesystem::copy_options::overwrite_existing, ec);
+        std::filesystem::copy_file(style, html / "style.css",
+                                   std::filesystem::copy_options::overwrite_existing, ec);
         if (ec) ok = fail("cannot copy " + style);
     }
     ok = ok && writeFile(html / "reference.qhp", mkref::helpProject(ref));
-    ok = ok && writeFile(std::filesystem::path(outDir) / "reference.qhcp", mkref::collectionProject(compressed));
+    ok = ok && writeFile(std::filesystem::path(outDir) / "reference.qhcp",
+                         mkref::collectionProject(compressed));
     ok = ok && writeFile(std::filesystem::path(outDir) / "keywords.txt", mkref::keywordList(ref));
     return ok ? 0 : 1;
 }

@@ -25,23 +25,32 @@ const FieldRules& rulesOf(Kind kind) {
                                       {"label", "kinds", "keywords", "see", "statuses"}};
     static const FieldRules attribute{{"summary", "id", "type", "access", "kinds"},
                                       {"label", "values", "default", "keywords", "see"}};
-    static const FieldRules event{{"summary", "id", "kinds"}, {"label", "context", "keywords", "see"}};
+    static const FieldRules event{{"summary", "id", "kinds"},
+                                  {"label", "context", "keywords", "see"}};
     static const FieldRules status{{"summary", "code"}, {"keywords", "see"}};
     switch (kind) {
-    case Kind::Operation: return operation;
-    case Kind::Attribute: return attribute;
-    case Kind::Event: return event;
-    case Kind::Status: return status;
+        case Kind::Operation:
+            return operation;
+        case Kind::Attribute:
+            return attribute;
+        case Kind::Event:
+            return event;
+        case Kind::Status:
+            return status;
     }
     return operation;
 }
 
 const char* kindTitle(Kind kind) {
     switch (kind) {
-    case Kind::Operation: return "Operation";
-    case Kind::Attribute: return "Attribute";
-    case Kind::Event: return "Event";
-    case Kind::Status: return "Status code";
+        case Kind::Operation:
+            return "Operation";
+        case Kind::Attribute:
+            return "Attribute";
+        case Kind::Event:
+            return "Event";
+        case Kind::Status:
+            return "Status code";
     }
     return "";
 }
@@ -69,18 +78,28 @@ bool isNameChar(char c) {
 }
 
 bool looksLikeVisaName(const std::string& word) {
-    return word.rfind("VI_", 0) == 0 || (word.size() > 2 && word.rfind("vi", 0) == 0 && word[2] >= 'A' && word[2] <= 'Z');
+    return word.rfind("VI_", 0) == 0 ||
+           (word.size() > 2 && word.rfind("vi", 0) == 0 && word[2] >= 'A' && word[2] <= 'Z');
 }
 
 std::string escape(const std::string& s) {
     std::string out;
     for (char c : s) {
         switch (c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '"': out += "&quot;"; break;
-        default: out += c;
+            case '&':
+                out += "&amp;";
+                break;
+            case '<':
+                out += "&lt;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '"':
+                out += "&quot;";
+                break;
+            default:
+                out += c;
         }
     }
     return out;
@@ -91,11 +110,14 @@ std::string field(const Entry& e, const std::string& key) {
     return it == e.fields.end() ? std::string() : it->second;
 }
 
-std::string pageFile(const std::string& name) { return name + ".html"; }
+std::string pageFile(const std::string& name) {
+    return name + ".html";
+}
 
 std::string linkTo(const Reference& ref, const std::string& name, const std::string& self) {
     auto it = ref.pageOfKeyword.find(name);
-    if (it == ref.pageOfKeyword.end() || it->second == self) return "<code>" + escape(name) + "</code>";
+    if (it == ref.pageOfKeyword.end() || it->second == self)
+        return "<code>" + escape(name) + "</code>";
     return "<a href=\"" + pageFile(it->second) + "\"><code>" + escape(name) + "</code></a>";
 }
 
@@ -127,7 +149,9 @@ int groupRank(const std::string& group) {
     return static_cast<int>(std::size(kGroupOrder));
 }
 
-unsigned long number(const std::string& text) { return std::strtoul(text.c_str(), nullptr, 0); }
+unsigned long number(const std::string& text) {
+    return std::strtoul(text.c_str(), nullptr, 0);
+}
 
 // Completion codes and warnings share one range of values: the name tells them apart.
 std::string statusClass(const std::string& name) {
@@ -152,7 +176,8 @@ std::string renderBody(const Reference& ref, const Entry& e) {
     auto flushItems = [&] {
         if (items.empty()) return;
         out += "<ul>\n";
-        for (const std::string& item : items) out += "<li>" + inlineHtml(ref, item, e.name) + "</li>\n";
+        for (const std::string& item : items)
+            out += "<li>" + inlineHtml(ref, item, e.name) + "</li>\n";
         out += "</ul>\n";
         items.clear();
     };
@@ -163,7 +188,8 @@ std::string renderBody(const Reference& ref, const Entry& e) {
             out += "<tr>";
             for (const std::string& cell : table[r]) {
                 const char* tag = r == 0 ? "th" : "td";
-                out += std::string("<") + tag + ">" + inlineHtml(ref, cell, e.name) + "</" + tag + ">";
+                out +=
+                    std::string("<") + tag + ">" + inlineHtml(ref, cell, e.name) + "</" + tag + ">";
             }
             out += "</tr>\n";
         }
@@ -204,7 +230,8 @@ std::string renderBody(const Reference& ref, const Entry& e) {
 }
 
 std::string pageHead(const std::string& title) {
-    return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>" + escape(title) +
+    return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>" +
+           escape(title) +
            "</title>\n<link rel=\"stylesheet\" href=\"style.css\">\n</head>\n<body>\n";
 }
 
@@ -227,7 +254,8 @@ std::string accessByKinds(const std::string& kinds, const std::string& access) {
         size_t space = p.find(' ');
         std::string mask = p.substr(0, space);
         std::string how = space == std::string::npos ? access : trim(p.substr(space));
-        out += (out.empty() ? "" : "<br>") + escape(how) + " &mdash; " + escape(kindsOfMask(number(mask)));
+        out += (out.empty() ? "" : "<br>") + escape(how) + " &mdash; " +
+               escape(kindsOfMask(number(mask)));
     }
     return out;
 }
@@ -279,7 +307,8 @@ std::string inlineHtml(const Reference& ref, const std::string& text, const std:
         std::string code = text.substr(tick + 1, close - tick - 1);
         auto page = ref.pageOfKeyword.find(code);
         if (page != ref.pageOfKeyword.end() && page->second != self)
-            out += "<a href=\"" + pageFile(page->second) + "\"><code>" + escape(code) + "</code></a>";
+            out +=
+                "<a href=\"" + pageFile(page->second) + "\"><code>" + escape(code) + "</code></a>";
         else
             out += "<code>" + escape(code) + "</code>";
         pos = close + 1;
@@ -390,7 +419,8 @@ bool check(Reference* ref, std::string* error) {
                 return false;
             }
         }
-        bool hasText = std::any_of(e.body.begin(), e.body.end(), [](const std::string& l) { return !trim(l).empty(); });
+        bool hasText = std::any_of(e.body.begin(), e.body.end(),
+                                   [](const std::string& l) { return !trim(l).empty(); });
         if (!hasText) {
             *error = e.origin + ": " + e.name + " has no text";
             return false;
@@ -400,8 +430,8 @@ bool check(Reference* ref, std::string* error) {
         for (const std::string& k : keywords) {
             auto [it, fresh] = ref->pageOfKeyword.emplace(k, e.name);
             if (!fresh) {
-                *error = e.origin + ": keyword " + k + " is already the keyword of " + it->second + " (" +
-                         origin[k] + ")";
+                *error = e.origin + ": keyword " + k + " is already the keyword of " + it->second +
+                         " (" + origin[k] + ")";
                 return false;
             }
             origin[k] = e.origin;
@@ -411,7 +441,8 @@ bool check(Reference* ref, std::string* error) {
         for (const char* list : {"see", "statuses"}) {
             for (const std::string& name : splitList(field(e, list))) {
                 if (!ref->pageOfKeyword.count(name)) {
-                    *error = e.origin + ": " + e.name + " refers to " + name + ", which has no page";
+                    *error =
+                        e.origin + ": " + e.name + " refers to " + name + ", which has no page";
                     return false;
                 }
             }
@@ -429,33 +460,42 @@ std::string renderPage(const Reference& ref, const Entry& e) {
 
     std::string facts;
     switch (e.kind) {
-    case Kind::Operation:
-        factRow(&facts, "In Talmik", escape(field(e, "group")) +
-                                         (field(e, "label").empty() ? "" : " tab, &ldquo;" + escape(field(e, "label")) + "&rdquo;"));
-        if (!field(e, "kinds").empty()) factRow(&facts, "Offered for", escape(kindsOfMask(number(field(e, "kinds")))));
-        break;
-    case Kind::Attribute:
-        factRow(&facts, "Attribute id", "<code>" + escape(field(e, "id")) + "</code>");
-        factRow(&facts, "Type", "<code>" + escape(field(e, "type")) + "</code>");
-        factRow(&facts, "Access", accessByKinds(field(e, "kinds"), field(e, "access")));
-        factRow(&facts, "Values", inlineHtml(ref, field(e, "values"), e.name));
-        factRow(&facts, "Default", inlineHtml(ref, field(e, "default"), e.name));
-        factRow(&facts, "Descriptive label", field(e, "label").empty() ? "" : "&ldquo;" + escape(field(e, "label")) + "&rdquo;");
-        break;
-    case Kind::Event:
-        factRow(&facts, "Event type", "<code>" + escape(field(e, "id")) + "</code>");
-        factRow(&facts, "Offered for", escape(kindsOfMask(number(field(e, "kinds")))));
-        factRow(&facts, "Descriptive label", field(e, "label").empty() ? "" : "&ldquo;" + escape(field(e, "label")) + "&rdquo;");
-        factRow(&facts, "Context attributes", inlineHtml(ref, field(e, "context"), e.name));
-        break;
-    case Kind::Status: {
-        unsigned long code = number(field(e, "code"));
-        char value[64];
-        std::snprintf(value, sizeof value, "0x%08lX (%ld)", code, static_cast<long>(static_cast<int>(code)));
-        factRow(&facts, "Value", "<code>" + std::string(value) + "</code>");
-        factRow(&facts, "Class", statusClass(e.name));
-        break;
-    }
+        case Kind::Operation:
+            factRow(&facts, "In Talmik",
+                    escape(field(e, "group")) +
+                        (field(e, "label").empty()
+                             ? ""
+                             : " tab, &ldquo;" + escape(field(e, "label")) + "&rdquo;"));
+            if (!field(e, "kinds").empty())
+                factRow(&facts, "Offered for", escape(kindsOfMask(number(field(e, "kinds")))));
+            break;
+        case Kind::Attribute:
+            factRow(&facts, "Attribute id", "<code>" + escape(field(e, "id")) + "</code>");
+            factRow(&facts, "Type", "<code>" + escape(field(e, "type")) + "</code>");
+            factRow(&facts, "Access", accessByKinds(field(e, "kinds"), field(e, "access")));
+            factRow(&facts, "Values", inlineHtml(ref, field(e, "values"), e.name));
+            factRow(&facts, "Default", inlineHtml(ref, field(e, "default"), e.name));
+            factRow(
+                &facts, "Descriptive label",
+                field(e, "label").empty() ? "" : "&ldquo;" + escape(field(e, "label")) + "&rdquo;");
+            break;
+        case Kind::Event:
+            factRow(&facts, "Event type", "<code>" + escape(field(e, "id")) + "</code>");
+            factRow(&facts, "Offered for", escape(kindsOfMask(number(field(e, "kinds")))));
+            factRow(
+                &facts, "Descriptive label",
+                field(e, "label").empty() ? "" : "&ldquo;" + escape(field(e, "label")) + "&rdquo;");
+            factRow(&facts, "Context attributes", inlineHtml(ref, field(e, "context"), e.name));
+            break;
+        case Kind::Status: {
+            unsigned long code = number(field(e, "code"));
+            char value[64];
+            std::snprintf(value, sizeof value, "0x%08lX (%ld)", code,
+                          static_cast<long>(static_cast<int>(code)));
+            factRow(&facts, "Value", "<code>" + std::string(value) + "</code>");
+            factRow(&facts, "Class", statusClass(e.name));
+            break;
+        }
     }
     if (!facts.empty()) out += "<table class=\"facts\">\n" + facts + "</table>\n";
     if (e.kind == Kind::Operation)
@@ -466,13 +506,15 @@ std::string renderPage(const Reference& ref, const Entry& e) {
     std::vector<std::string> statuses = splitList(field(e, "statuses"));
     if (!statuses.empty()) {
         out += "<h2>Return values to expect</h2>\n<p>";
-        for (size_t i = 0; i < statuses.size(); ++i) out += (i ? ", " : "") + linkTo(ref, statuses[i], e.name);
+        for (size_t i = 0; i < statuses.size(); ++i)
+            out += (i ? ", " : "") + linkTo(ref, statuses[i], e.name);
         out += "</p>\n";
     }
     std::vector<std::string> see = splitList(field(e, "see"));
     if (!see.empty()) {
         out += "<h2>See also</h2>\n<p>";
-        for (size_t i = 0; i < see.size(); ++i) out += (i ? ", " : "") + linkTo(ref, see[i], e.name);
+        for (size_t i = 0; i < see.size(); ++i)
+            out += (i ? ", " : "") + linkTo(ref, see[i], e.name);
         out += "</p>\n";
     }
     out += kPageFoot;
@@ -500,16 +542,22 @@ std::vector<const Entry*> statusesInOrder(const Reference& ref) {
     std::vector<const Entry*> st = entriesOf(ref, Kind::Status);
     auto rank = [](const Entry* e) {
         std::string cls = statusClass(e->name);
-        return std::make_pair(cls == "Completion" ? 0 : cls == "Warning" ? 1 : 2, number(field(*e, "code")));
+        return std::make_pair(cls == "Completion" ? 0
+                              : cls == "Warning"  ? 1
+                                                  : 2,
+                              number(field(*e, "code")));
     };
-    std::stable_sort(st.begin(), st.end(), [&](const Entry* a, const Entry* b) { return rank(a) < rank(b); });
+    std::stable_sort(st.begin(), st.end(),
+                     [&](const Entry* a, const Entry* b) { return rank(a) < rank(b); });
     return st;
 }
 
 std::string indexRow(const Reference& ref, const Entry& e) {
-    std::string extra = field(e, "label").empty() ? "" : " <span class=\"label\">(" + escape(field(e, "label")) + ")</span>";
-    return "<tr><td><a href=\"" + pageFile(e.name) + "\"><code>" + escape(e.name) + "</code></a>" + extra +
-           "</td><td>" + inlineHtml(ref, field(e, "summary"), e.name) + "</td></tr>\n";
+    std::string extra = field(e, "label").empty()
+                            ? ""
+                            : " <span class=\"label\">(" + escape(field(e, "label")) + ")</span>";
+    return "<tr><td><a href=\"" + pageFile(e.name) + "\"><code>" + escape(e.name) + "</code></a>" +
+           extra + "</td><td>" + inlineHtml(ref, field(e, "summary"), e.name) + "</td></tr>\n";
 }
 
 }  // namespace
@@ -518,14 +566,19 @@ std::string renderIndex(const Reference& ref) {
     std::string out = pageHead("VISA reference");
     out += "<h1>VISA reference</h1>\n";
     out +=
-        "<p class=\"summary\">The operations, attributes, events and status codes that Talmik offers, "
-        "what they do, and what ZU-VISA, the house VISA library, does with each kind of resource.</p>\n"
-        "<p>In Talmik, right-click an operation panel for <em>Operation Help</em>, an attribute ring "
-        "for <em>Attribute Help</em>, an event ring for <em>Event Help</em>, or a status display for "
+        "<p class=\"summary\">The operations, attributes, events and status codes that Talmik "
+        "offers, "
+        "what they do, and what ZU-VISA, the house VISA library, does with each kind of "
+        "resource.</p>\n"
+        "<p>In Talmik, right-click an operation panel for <em>Operation Help</em>, an attribute "
+        "ring "
+        "for <em>Attribute Help</em>, an event ring for <em>Event Help</em>, or a status display "
+        "for "
         "<em>Interpret Code</em>. F1 in the main window opens this index. Type a VISA name in the "
         "viewer's index to jump to its page.</p>\n"
         "<p><a href=\"#operations\">Operations</a> &middot; <a href=\"#attributes\">Attributes</a> "
-        "&middot; <a href=\"#events\">Events</a> &middot; <a href=\"#statuses\">Status codes</a></p>\n";
+        "&middot; <a href=\"#events\">Events</a> &middot; <a href=\"#statuses\">Status "
+        "codes</a></p>\n";
 
     out += "<h2 id=\"operations\">Operations</h2>\n";
     std::string group;
@@ -550,7 +603,10 @@ std::string renderIndex(const Reference& ref) {
         if (c != cls) {
             if (!cls.empty()) out += "</table>\n";
             cls = c;
-            out += "<h3>" + escape(c == "Completion" ? "Completion codes" : c == "Warning" ? "Warnings" : "Errors") +
+            out += "<h3>" +
+                   escape(c == "Completion" ? "Completion codes"
+                          : c == "Warning"  ? "Warnings"
+                                            : "Errors") +
                    "</h3>\n<table class=\"list\">\n";
         }
         out += indexRow(ref, *e);
@@ -563,14 +619,21 @@ std::string renderIndex(const Reference& ref) {
 std::string helpProject(const Reference& ref) {
     std::string out =
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<QtHelpProject version=\"1.0\">\n"
-        "  <namespace>" + std::string(kNamespace) + "</namespace>\n"
-        "  <virtualFolder>" + kFolder + "</virtualFolder>\n"
+        "  <namespace>" +
+        std::string(kNamespace) +
+        "</namespace>\n"
+        "  <virtualFolder>" +
+        kFolder +
+        "</virtualFolder>\n"
         "  <filterSection>\n    <toc>\n"
         "      <section title=\"VISA reference\" ref=\"index.html\">\n";
-    auto section = [&](const std::string& title, const std::string& anchor, const std::vector<const Entry*>& entries) {
-        out += "        <section title=\"" + escape(title) + "\" ref=\"index.html#" + anchor + "\">\n";
+    auto section = [&](const std::string& title, const std::string& anchor,
+                       const std::vector<const Entry*>& entries) {
+        out +=
+            "        <section title=\"" + escape(title) + "\" ref=\"index.html#" + anchor + "\">\n";
         for (const Entry* e : entries)
-            out += "          <section title=\"" + escape(e->name) + "\" ref=\"" + pageFile(e->name) + "\"/>\n";
+            out += "          <section title=\"" + escape(e->name) + "\" ref=\"" +
+                   pageFile(e->name) + "\"/>\n";
         out += "        </section>\n";
     };
     section("Operations", "operations", operationsInOrder(ref));
@@ -579,15 +642,18 @@ std::string helpProject(const Reference& ref) {
     section("Status codes", "statuses", statusesInOrder(ref));
     out += "      </section>\n    </toc>\n    <keywords>\n";
     for (const auto& [keyword, page] : ref.pageOfKeyword) {
-        out += "      <keyword name=\"" + escape(keyword) + "\" id=\"" + escape(keyword) + "\" ref=\"" +
-               pageFile(page) + "\"/>\n";
+        out += "      <keyword name=\"" + escape(keyword) + "\" id=\"" + escape(keyword) +
+               "\" ref=\"" + pageFile(page) + "\"/>\n";
     }
     for (const Entry& e : ref.entries) {
         std::string label = field(e, "label");
         if (!label.empty() && !ref.pageOfKeyword.count(label))
-            out += "      <keyword name=\"" + escape(label) + "\" ref=\"" + pageFile(e.name) + "\"/>\n";
+            out += "      <keyword name=\"" + escape(label) + "\" ref=\"" + pageFile(e.name) +
+                   "\"/>\n";
     }
-    out += "    </keywords>\n    <files>\n      <file>index.html</file>\n      <file>style.css</file>\n";
+    out +=
+        "    </keywords>\n    <files>\n      <file>index.html</file>\n      "
+        "<file>style.css</file>\n";
     for (const Entry& e : ref.entries) out += "      <file>" + pageFile(e.name) + "</file>\n";
     out += "    </files>\n  </filterSection>\n</QtHelpProject>\n";
     return out;
@@ -596,11 +662,14 @@ std::string helpProject(const Reference& ref) {
 std::string collectionProject(const std::string& compressedFile) {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<QHelpCollectionProject version=\"1.0\">\n"
            "  <assistant>\n    <title>ZU-VISA Reference</title>\n"
-           "    <startPage>qthelp://" + std::string(kNamespace) + "/" + kFolder + "/index.html</startPage>\n"
+           "    <startPage>qthelp://" +
+           std::string(kNamespace) + "/" + kFolder +
+           "/index.html</startPage>\n"
            "    <enableDocumentationManager>false</enableDocumentationManager>\n"
            "    <enableAddressBar>false</enableAddressBar>\n"
            "    <enableFilterFunctionality>false</enableFilterFunctionality>\n"
-           "  </assistant>\n  <docFiles>\n    <register>\n      <file>" + escape(compressedFile) +
+           "  </assistant>\n  <docFiles>\n    <register>\n      <file>" +
+           escape(compressedFile) +
            "</file>\n    </register>\n  </docFiles>\n</QHelpCollectionProject>\n";
 }
 
