@@ -5,6 +5,7 @@
 //   helpdemo menu              the session window's right-click menu on a status display
 //   helpdemo reference [word]  the VISA reference in the help viewer at a keyword (default viRead)
 //   --quit-after SECONDS       ends the program after that time (for screenshots)
+// The text or menu is shown once; a click ends it as in talmik, and the panel stays.
 //
 // It runs beside the built talmik: the panels, the help texts, the reference and ZU-VISA are
 // found in the program's directory.
@@ -58,6 +59,8 @@ int main(int argc, char** argv) {
     RegisterUirCallbacks_talmik();
     GetTalmikPathNames(&pszAppName, &pszHelpName);
     installHelpHost();
+    // As in talmik: the main callback counts the clicks that end a help text.
+    InstallMainCallback(MainCallback, nullptr, 0);
     std::string helpText = std::string(programDirectory()) + "/ZUtalmik.hlp";
     if (Help_Initialize(helpText.c_str()) < 0) return 1;
     viOpenDefaultRM(&defaultRM);
@@ -69,7 +72,7 @@ int main(int argc, char** argv) {
         DisplayPanel(sheet);
         ProcessDrawEvents();
         const char* text = Help_MessageFromUI(sheet, IOSHEET_FINDEXPR);
-        for (;;) Help_DisplayMessage(sheet, text ? text : "(no help text)", 120, 30);
+        Help_DisplayMessage(sheet, text ? text : "(no help text)", 120, 30);
     } else if (mode == "interpret" || mode == "menu") {
         ViStatus status = argument.empty()
                               ? VI_ERROR_TMO
@@ -78,16 +81,17 @@ int main(int argc, char** argv) {
         int panel = statusPanel(status, &control);
         ProcessDrawEvents();
         if (mode == "menu") {
-            for (;;) ContextSensitiveHelpExt(panel, control, 1, 0, 0, 1, 1, nullptr, 60, 70);
+            ContextSensitiveHelpExt(panel, control, 1, 0, 0, 1, 1, nullptr, 60, 70);
+        } else {
+            char text[1024];
+            interpretCodeText(defaultRM, status, text, sizeof text);
+            Help_DisplayMessage(panel, text, 30, 80);
         }
-        char text[1024];
-        interpretCodeText(defaultRM, status, text, sizeof text);
-        for (;;) Help_DisplayMessage(panel, text, 30, 80);
     } else if (mode == "reference") {
-        if (SystemHelp(pszHelpName, HELP_KEY, 0, argument.empty() ? "viRead" : argument.c_str()) <=
-            0)
-            return 1;
-        RunUserInterface();
+        const char* keyword = argument.empty() ? "viRead" : argument.c_str();
+        if (SystemHelp(pszHelpName, HELP_KEY, 0, keyword) <= 0) return 1;
     }
+    // The help was shown (a click ends it, as in talmik): the panels stay until the time is up.
+    RunUserInterface();
     return 0;
 }

@@ -230,11 +230,17 @@ TEST_F(HelpFile, CompiledFromSourcesByMkhlp) {
 
 }  // namespace
 
-// Watches the sizes the help module asks for (the whole test program allocates through here).
+// Watches the sizes the help module asks for. The whole test program allocates through here,
+// so every form that pairs with these deletes allocates with malloc as they free with free.
 void* operator new(size_t size) {
     if (watchingAllocations && size > largestAllocation) largestAllocation = size;
     if (void* p = std::malloc(size ? size : 1)) return p;
     throw std::bad_alloc();
 }
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    if (watchingAllocations && size > largestAllocation) largestAllocation = size;
+    return std::malloc(size ? size : 1);
+}
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete(void* p, size_t) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
