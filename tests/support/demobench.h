@@ -11,7 +11,8 @@
 class DemoBenchVisa {
   public:
     DemoBenchVisa() {
-        setenv("TALMIK_VISA_LIBRARY", (std::string(std::getenv("TALMIK_BIN_DIR")) + "/libzuvisa.so").c_str(), 1);
+        setenv("TALMIK_VISA_LIBRARY",
+               (std::string(std::getenv("TALMIK_BIN_DIR")) + "/libzuvisa.so").c_str(), 1);
         writeFile(dir_.file("zuvisa.ini"), "[Bridgelets]\nsim = True\n");
         setenv("ZUVISA_CONFIG", dir_.file("zuvisa.ini").c_str(), 1);
     }

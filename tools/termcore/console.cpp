@@ -147,4 +147,6 @@ ReadResult Console_ReadLine(Console* console, const std::string& prompt, std::st
     return console->terminal ? readEdited(console, prompt, line) : readPiped(console, line);
 }
 
-bool Console_Write(Console* console, const std::string& text) { return writeAll(console->out, text); }
+bool Console_Write(Console* console, const std::string& text) {
+    return writeAll(console->out, text);
+}

@@ -9,24 +9,33 @@ namespace {
 // Keys that arrive as escape sequences, numbered past the byte range.
 enum Key { kUp = 256, kDown, kRight, kLeft, kHome, kEnd, kDelete, kUnknown };
 
-constexpr unsigned char ctrl(char c) { return static_cast<unsigned char>(c & 0x1F); }
+constexpr unsigned char ctrl(char c) {
+    return static_cast<unsigned char>(c & 0x1F);
+}
 
 const char kBell[] = "\a";
 
 int sequenceKey(char final, const std::string& params) {
     switch (final) {
-        case 'A': return kUp;
-        case 'B': return kDown;
-        case 'C': return kRight;
-        case 'D': return kLeft;
-        case 'H': return kHome;
-        case 'F': return kEnd;
+        case 'A':
+            return kUp;
+        case 'B':
+            return kDown;
+        case 'C':
+            return kRight;
+        case 'D':
+            return kLeft;
+        case 'H':
+            return kHome;
+        case 'F':
+            return kEnd;
         case '~':
             if (params == "1" || params == "7") return kHome;
             if (params == "4" || params == "8") return kEnd;
             if (params == "3") return kDelete;
             return kUnknown;
-        default: return kUnknown;
+        default:
+            return kUnknown;
     }
 }
 
@@ -48,8 +57,10 @@ int History_Load(LineHistory* history, const std::string& path) {
     int c;
     while ((c = std::fgetc(f)) != EOF) {
         if (c != '\n') {
-            if (line.size() < kMaxEditLine) line.push_back(static_cast<char>(c));
-            else tooLong = true;
+            if (line.size() < kMaxEditLine)
+                line.push_back(static_cast<char>(c));
+            else
+                tooLong = true;
             continue;
         }
         if (!tooLong) History_Add(history, line);
@@ -97,7 +108,8 @@ void LineEditor::redraw(std::string* screen) const {
     screen->append(prompt_);
     screen->append(line_);
     screen->append("\x1b[K");
-    if (cursor_ < line_.size()) screen->append("\x1b[" + std::to_string(line_.size() - cursor_) + "D");
+    if (cursor_ < line_.size())
+        screen->append("\x1b[" + std::to_string(line_.size() - cursor_) + "D");
 }
 
 void LineEditor::recall(size_t index, std::string* screen) {
@@ -219,8 +231,10 @@ EditResult LineEditor::key(int code, std::string* screen) {
         default:
             if (code >= 0x20 && code < 0x7F && line_.size() < kMaxEditLine) {
                 line_.insert(cursor_++, 1, static_cast<char>(code));
-                if (cursor_ == line_.size()) screen->push_back(static_cast<char>(code));
-                else redraw(screen);
+                if (cursor_ == line_.size())
+                    screen->push_back(static_cast<char>(code));
+                else
+                    redraw(screen);
                 return EditResult::Pending;
             }
             break;

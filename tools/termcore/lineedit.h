@@ -29,7 +29,7 @@ enum class EditResult { Pending, Line, EndOfInput, Interrupt };
 // walk the history; Ctrl-U, Ctrl-K and Ctrl-W cut; Ctrl-C drops the line; Ctrl-L redraws.
 // Anything else rings the bell.
 class LineEditor {
-public:
+  public:
     explicit LineEditor(LineHistory* history) : history_(history) {}
 
     // Starts a new line; appends the prompt to screen.
@@ -40,7 +40,7 @@ public:
     const std::string& line() const { return line_; }
     size_t cursor() const { return cursor_; }
 
-private:
+  private:
     EditResult key(int code, std::string* screen);
     void redraw(std::string* screen) const;
     void recall(size_t index, std::string* screen);

@@ -24,7 +24,8 @@ void showBytes(const unsigned char* bytes, size_t count, std::string* out) {
 
 std::string shownText(const std::string& bytes) {
     std::string out;
-    EscText_Encode(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), appendShown, &out);
+    EscText_Encode(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), appendShown,
+                   &out);
     if (!out.empty() && out.back() == '\n') out.pop_back();
     return out;
 }
@@ -45,10 +46,12 @@ void closeSession(TermState* s) {
 
 bool writeBytes(TermState* s, const std::string& bytes, std::string* out) {
     ViUInt32 written = 0;
-    ViStatus st = viWrite(s->vi, reinterpret_cast<ViConstBuf>(bytes.data()), static_cast<ViUInt32>(bytes.size()), &written);
+    ViStatus st = viWrite(s->vi, reinterpret_cast<ViConstBuf>(bytes.data()),
+                          static_cast<ViUInt32>(bytes.size()), &written);
     if (!Term_Report(s, "viWrite", st, out)) return false;
     if (written != bytes.size()) {
-        out->append("(" + std::to_string(written) + " of " + std::to_string(bytes.size()) + " bytes written)\n");
+        out->append("(" + std::to_string(written) + " of " + std::to_string(bytes.size()) +
+                    " bytes written)\n");
     }
     return true;
 }
@@ -71,7 +74,8 @@ void readReply(TermState* s, bool quietTimeout, std::string* out) {
 }
 
 bool looksLikeQuery(std::string bytes) {
-    while (!bytes.empty() && (bytes.back() == '\n' || bytes.back() == '\r' || bytes.back() == ' ' || bytes.back() == '\t'))
+    while (!bytes.empty() && (bytes.back() == '\n' || bytes.back() == '\r' || bytes.back() == ' ' ||
+                              bytes.back() == '\t'))
         bytes.pop_back();
     return !bytes.empty() && bytes.back() == '?';
 }
@@ -80,17 +84,20 @@ bool looksLikeQuery(std::string bytes) {
 void sendLine(TermState* s, const std::string& typed, bool forceRead, std::string* out) {
     if (!Term_NeedSession(s, out)) return;
     std::string bytes = decoded(typed);
-    bool hasEnd = bytes.size() >= s->eol.size() && bytes.compare(bytes.size() - s->eol.size(), s->eol.size(), s->eol) == 0;
+    bool hasEnd = bytes.size() >= s->eol.size() &&
+                  bytes.compare(bytes.size() - s->eol.size(), s->eol.size(), s->eol) == 0;
     if (!hasEnd) bytes += s->eol;
     if (!writeBytes(s, bytes, out)) return;
-    bool read = forceRead || s->autoRead == AutoRead::Always || (s->autoRead == AutoRead::Queries && looksLikeQuery(bytes));
+    bool read = forceRead || s->autoRead == AutoRead::Always ||
+                (s->autoRead == AutoRead::Queries && looksLikeQuery(bytes));
     if (read) readReply(s, s->autoRead == AutoRead::Always && !forceRead, out);
 }
 
 void cmdOpen(TermState* s, const std::string& args, std::string* out) {
     std::vector<std::string> w = Term_Words(args);
     if (w.size() != 1) return Term_Fail(s, "usage: /open RESOURCE", out);
-    if (w[0].size() >= VI_FIND_BUFLEN) return Term_Fail(s, "resource names have at most 255 characters", out);
+    if (w[0].size() >= VI_FIND_BUFLEN)
+        return Term_Fail(s, "resource names have at most 255 characters", out);
     closeSession(s);
     ViSession vi = VI_NULL;
     ViStatus st = viOpen(s->rm, w[0].c_str(), VI_NULL, VI_NULL, &vi);
@@ -100,7 +107,8 @@ void cmdOpen(TermState* s, const std::string& args, std::string* out) {
     ViUInt32 timeout = 0;
     std::string detail;
     if (viGetAttribute(vi, VI_ATTR_TMO_VALUE, &timeout) >= 0)
-        detail = timeout == VI_TMO_INFINITE ? " (no timeout)" : " (timeout " + std::to_string(timeout) + " ms)";
+        detail = timeout == VI_TMO_INFINITE ? " (no timeout)"
+                                            : " (timeout " + std::to_string(timeout) + " ms)";
     out->append("Opened " + w[0] + detail + ".\n");
 }
 
@@ -112,7 +120,8 @@ void cmdClose(TermState* s, const std::string&, std::string* out) {
 
 void cmdFind(TermState* s, const std::string& args, std::string* out) {
     std::string expr = args.empty() ? s->tool->defaultFind : args;
-    if (expr.size() >= VI_FIND_BUFLEN) return Term_Fail(s, "find expressions have at most 255 characters", out);
+    if (expr.size() >= VI_FIND_BUFLEN)
+        return Term_Fail(s, "find expressions have at most 255 characters", out);
     ViFindList list = VI_NULL;
     ViUInt32 count = 0;
     char name[VI_FIND_BUFLEN] = "";
@@ -134,8 +143,11 @@ void cmdFind(TermState* s, const std::string& args, std::string* out) {
 void cmdWrite(TermState* s, const std::string& args, std::string* out) {
     if (!Term_NeedSession(s, out)) return;
     std::string bytes = decoded(args);
-    if (bytes.empty()) return Term_Fail(s, "usage: /write TEXT (written as typed, without a line end)", out);
-    if (writeBytes(s, bytes, out)) out->append("Wrote " + std::to_string(bytes.size()) + (bytes.size() == 1 ? " byte.\n" : " bytes.\n"));
+    if (bytes.empty())
+        return Term_Fail(s, "usage: /write TEXT (written as typed, without a line end)", out);
+    if (writeBytes(s, bytes, out))
+        out->append("Wrote " + std::to_string(bytes.size()) +
+                    (bytes.size() == 1 ? " byte.\n" : " bytes.\n"));
 }
 
 void cmdRead(TermState* s, const std::string& args, std::string* out) {
@@ -144,7 +156,8 @@ void cmdRead(TermState* s, const std::string& args, std::string* out) {
     if (!args.empty()) {
         unsigned long long n = 0;
         if (!Term_ParseNumber(args, kMaxReadSize, &n) || n == 0)
-            return Term_Fail(s, "usage: /read [COUNT], COUNT from 1 to " + std::to_string(kMaxReadSize), out);
+            return Term_Fail(
+                s, "usage: /read [COUNT], COUNT from 1 to " + std::to_string(kMaxReadSize), out);
         s->readSize = static_cast<ViUInt32>(n);
     }
     readReply(s, false, out);
@@ -160,14 +173,18 @@ void cmdTimeout(TermState* s, const std::string& args, std::string* out) {
     if (!Term_NeedSession(s, out)) return;
     if (!args.empty()) {
         unsigned long long ms = 0;
-        if (args == "inf" || args == "infinite") ms = VI_TMO_INFINITE;
+        if (args == "inf" || args == "infinite")
+            ms = VI_TMO_INFINITE;
         else if (!Term_ParseNumber(args, 0xFFFFFFFEull, &ms))
             return Term_Fail(s, "usage: /timeout [MILLISECONDS|inf]", out);
-        if (!Term_Report(s, "viSetAttribute", viSetAttribute(s->vi, VI_ATTR_TMO_VALUE, static_cast<ViAttrState>(ms)), out))
+        if (!Term_Report(s, "viSetAttribute",
+                         viSetAttribute(s->vi, VI_ATTR_TMO_VALUE, static_cast<ViAttrState>(ms)),
+                         out))
             return;
     }
     ViUInt32 timeout = 0;
-    if (!Term_Report(s, "viGetAttribute", viGetAttribute(s->vi, VI_ATTR_TMO_VALUE, &timeout), out)) return;
+    if (!Term_Report(s, "viGetAttribute", viGetAttribute(s->vi, VI_ATTR_TMO_VALUE, &timeout), out))
+        return;
     out->append(timeout == VI_TMO_INFINITE ? std::string("Timeout: none (waits for ever).\n")
                                            : "Timeout: " + std::to_string(timeout) + " ms.\n");
 }
@@ -188,13 +205,17 @@ void cmdClear(TermState* s, const std::string&, std::string* out) {
 
 void cmdTrigger(TermState* s, const std::string&, std::string* out) {
     if (!Term_NeedSession(s, out)) return;
-    if (Term_Report(s, "viAssertTrigger", viAssertTrigger(s->vi, VI_TRIG_PROT_DEFAULT), out)) out->append("Triggered.\n");
+    if (Term_Report(s, "viAssertTrigger", viAssertTrigger(s->vi, VI_TRIG_PROT_DEFAULT), out))
+        out->append("Triggered.\n");
 }
 
 void cmdEol(TermState* s, const std::string& args, std::string* out) {
-    if (args == "none") s->eol.clear();
-    else if (!args.empty()) s->eol = decoded(args);
-    out->append("Typed lines end with " + (s->eol.empty() ? std::string("nothing") : shownText(s->eol)) + ".\n");
+    if (args == "none")
+        s->eol.clear();
+    else if (!args.empty())
+        s->eol = decoded(args);
+    out->append("Typed lines end with " +
+                (s->eol.empty() ? std::string("nothing") : shownText(s->eol)) + ".\n");
 }
 
 void cmdAutoRead(TermState* s, const std::string& args, std::string* out) {
@@ -219,9 +240,13 @@ void cmdAutoRead(TermState* s, const std::string& args, std::string* out) {
         if (m.mode == s->autoRead) out->append(std::string(m.meaning) + "\n");
 }
 
-void cmdHelp(TermState* s, const std::string&, std::string* out) { out->append(Term_Help(*s->tool)); }
+void cmdHelp(TermState* s, const std::string&, std::string* out) {
+    out->append(Term_Help(*s->tool));
+}
 
-void cmdQuit(TermState* s, const std::string&, std::string*) { s->quit = true; }
+void cmdQuit(TermState* s, const std::string&, std::string*) {
+    s->quit = true;
+}
 
 const TermCommand kCommon[] = {
     {"open", "RESOURCE", "open a session (closing the one open)", cmdOpen},
@@ -253,8 +278,10 @@ void appendCommandHelp(const TermCommand* table, std::string* out) {
     for (const TermCommand* c = table; c && c->name; ++c) {
         if (!*c->help) continue;
         std::string usage = std::string("  /") + c->name + (*c->args ? " " : "") + c->args;
-        if (usage.size() < 30) usage.append(30 - usage.size(), ' ');
-        else usage += "  ";
+        if (usage.size() < 30)
+            usage.append(30 - usage.size(), ' ');
+        else
+            usage += "  ";
         out->append(usage + c->help + "\n");
     }
 }
@@ -262,10 +289,8 @@ void appendCommandHelp(const TermCommand* table, std::string* out) {
 }  // namespace
 
 const TermTool kGpibTerminal = {
-    "gpterm",
-    "a line-oriented terminal to GPIB and other message-based VISA instruments",
-    "?*INSTR",
-    nullptr,
+    "gpterm",           "a line-oriented terminal to GPIB and other message-based VISA instruments",
+    "?*INSTR",          nullptr,
     "GPIB0::22::INSTR",
 };
 
@@ -295,7 +320,8 @@ void Term_RunLine(TermState* state, const std::string& line, std::string* out) {
     if (start == std::string::npos) return;  // an empty line does nothing
     if (line[start] != '/') return sendLine(state, line, false, out);
     size_t nameEnd = line.find_first_of(" \t", start);
-    std::string name = line.substr(start + 1, nameEnd == std::string::npos ? std::string::npos : nameEnd - start - 1);
+    std::string name = line.substr(
+        start + 1, nameEnd == std::string::npos ? std::string::npos : nameEnd - start - 1);
     std::string args;
     if (nameEnd != std::string::npos) {
         size_t from = line.find_first_not_of(" \t", nameEnd);
@@ -312,12 +338,17 @@ std::string Term_Prompt(const TermState& state) {
 }
 
 std::string Term_Help(const TermTool& tool) {
-    std::string h = std::string("Usage: ") + tool.name + " [RESOURCE]\n" + tool.name + ": " + tool.purpose + ".\n\n" +
-                    "Each line typed is written to the open resource in escaped text, followed by the line end\n"
-                    "(\\n unless /eol says otherwise); a reply is read after a line that ends with \"?\" (see\n"
-                    "/autoread) and shown in escaped text. Escapes: \\n \\r \\t \\a \\b \\f \\v \\\\, \\ and up to three\n"
-                    "decimal digits (\\65 is A), \\o and up to three octal digits, \\x and two hexadecimal digits;\n"
-                    "\\/ starts a line with a slash. Lines that start with / are commands:\n\n";
+    std::string h =
+        std::string("Usage: ") + tool.name + " [RESOURCE]\n" + tool.name + ": " + tool.purpose +
+        ".\n\n" +
+        "Each line typed is written to the open resource in escaped text, followed by the line "
+        "end\n"
+        "(\\n unless /eol says otherwise); a reply is read after a line that ends with \"?\" (see\n"
+        "/autoread) and shown in escaped text. Escapes: \\n \\r \\t \\a \\b \\f \\v \\\\, \\ and "
+        "up to three\n"
+        "decimal digits (\\65 is A), \\o and up to three octal digits, \\x and two hexadecimal "
+        "digits;\n"
+        "\\/ starts a line with a slash. Lines that start with / are commands:\n\n";
     appendCommandHelp(kCommon, &h);
     if (tool.commands) {
         h += "\nFor VXI devices:\n";
@@ -325,7 +356,8 @@ std::string Term_Help(const TermTool& tool) {
     }
     h += std::string("\nOn a terminal, Up and Down recall earlier lines, kept in ~/.") + tool.name +
          "_history.\nExample: " + tool.name + " " + tool.exampleResource +
-         ", then *IDN? and Enter.\nThe VISA library is $TALMIK_VISA_LIBRARY, else the system's libvisa.so, else the\n"
+         ", then *IDN? and Enter.\nThe VISA library is $TALMIK_VISA_LIBRARY, else the system's "
+         "libvisa.so, else the\n"
          "bundled ZU-VISA beside the program.\n";
     return h;
 }
@@ -351,8 +383,10 @@ bool Term_Report(TermState* state, const char* operation, ViStatus status, std::
 
 bool Term_ParseNumber(const std::string& typed, unsigned long long max, unsigned long long* value) {
     size_t from = typed.find_first_not_of(" \t"), to = typed.find_last_not_of(" \t");
-    std::string text = from == std::string::npos ? std::string() : typed.substr(from, to - from + 1);
-    if (text.empty() || text.size() > 20 || text[0] == '-' || text[0] == '+' || text[0] == ' ') return false;
+    std::string text =
+        from == std::string::npos ? std::string() : typed.substr(from, to - from + 1);
+    if (text.empty() || text.size() > 20 || text[0] == '-' || text[0] == '+' || text[0] == ' ')
+        return false;
     bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
     char* end = nullptr;
     errno = 0;

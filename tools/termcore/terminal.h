@@ -21,8 +21,8 @@ struct TermCommand {
 struct TermTool {
     const char* name;
     const char* purpose;
-    const char* defaultFind;       // what /find lists without an expression
-    const TermCommand* commands;   // ended by a row with a null name; may be null
+    const char* defaultFind;      // what /find lists without an expression
+    const TermCommand* commands;  // ended by a row with a null name; may be null
     const char* exampleResource;  // for the help text
 };
 

@@ -18,8 +18,10 @@ int Term_Main(int argc, char** argv, const TermTool& tool) {
             return 0;
         }
         if (argv[i][0] == '-' || !resource.empty()) {
-            std::fprintf(stderr, "%s: unexpected argument \"%s\"\nUsage: %s [RESOURCE]; %s --help tells more.\n",
-                         tool.name, argv[i], tool.name, tool.name);
+            std::fprintf(
+                stderr,
+                "%s: unexpected argument \"%s\"\nUsage: %s [RESOURCE]; %s --help tells more.\n",
+                tool.name, argv[i], tool.name, tool.name);
             return 2;
         }
         resource = argv[i];
@@ -39,8 +41,9 @@ int Term_Main(int argc, char** argv, const TermTool& tool) {
         return 1;
     }
     if (console.terminal) {
-        out.insert(0, std::string(tool.name) + ": " + tool.purpose + ".\nVISA library: " + VisaLib_Path() +
-                          "\n/help lists the commands, /find the resources; /quit or Ctrl-D leaves.\n");
+        out.insert(
+            0, std::string(tool.name) + ": " + tool.purpose + ".\nVISA library: " + VisaLib_Path() +
+                   "\n/help lists the commands, /find the resources; /quit or Ctrl-D leaves.\n");
     }
     if (!resource.empty()) Term_RunLine(&state, "/open " + resource, &out);
     Console_Write(&console, out);
@@ -49,8 +52,11 @@ int Term_Main(int argc, char** argv, const TermTool& tool) {
         ReadResult r = Console_ReadLine(&console, Term_Prompt(state), &line);
         if (r == ReadResult::EndOfInput || r == ReadResult::Error) break;
         out.clear();
-        if (r == ReadResult::TooLong) out = "error: a line longer than " + std::to_string(kMaxEditLine) + " characters was ignored\n";
-        else Term_RunLine(&state, line, &out);
+        if (r == ReadResult::TooLong)
+            out = "error: a line longer than " + std::to_string(kMaxEditLine) +
+                  " characters was ignored\n";
+        else
+            Term_RunLine(&state, line, &out);
         if (!Console_Write(&console, out)) break;
     }
     Term_Stop(&state);

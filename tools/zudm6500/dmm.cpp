@@ -5,7 +5,8 @@
 #include <cstdlib>
 
 const DmmFunction kDmmFunctions[] = {
-    {"VOLT:DC", "V DC"}, {"VOLT:AC", "V AC"}, {"CURR:DC", "A DC"}, {"RES", "Ohm"}, {nullptr, nullptr},
+    {"VOLT:DC", "V DC"}, {"VOLT:AC", "V AC"}, {"CURR:DC", "A DC"},
+    {"RES", "Ohm"},      {nullptr, nullptr},
 };
 
 namespace {
@@ -55,13 +56,16 @@ void Dmm_Disconnect(DmmLink* link) {
     link->resource.clear();
 }
 
-bool Dmm_Connected(const DmmLink& link) { return link.vi != VI_NULL; }
+bool Dmm_Connected(const DmmLink& link) {
+    return link.vi != VI_NULL;
+}
 
 ViStatus Dmm_Send(DmmLink* link, const std::string& command) {
     if (!Dmm_Connected(*link)) return VI_ERROR_INV_OBJECT;
     std::string bytes = command + "\n";
     ViUInt32 written = 0;
-    return viWrite(link->vi, reinterpret_cast<ViConstBuf>(bytes.data()), static_cast<ViUInt32>(bytes.size()), &written);
+    return viWrite(link->vi, reinterpret_cast<ViConstBuf>(bytes.data()),
+                   static_cast<ViUInt32>(bytes.size()), &written);
 }
 
 ViStatus Dmm_Query(DmmLink* link, const std::string& query, std::string* reply) {
@@ -87,7 +91,9 @@ ViStatus Dmm_Measure(DmmLink* link, double* value, std::string* reply) {
     return parseNumber(*reply, value) ? VI_SUCCESS : VI_ERROR_IO;
 }
 
-ViStatus Dmm_GetFunction(DmmLink* link, std::string* function) { return Dmm_Query(link, "FUNC?", function); }
+ViStatus Dmm_GetFunction(DmmLink* link, std::string* function) {
+    return Dmm_Query(link, "FUNC?", function);
+}
 
 ViStatus Dmm_SetFunction(DmmLink* link, const std::string& function) {
     if (!Dmm_FindFunction(function)) return VI_ERROR_INV_PARAMETER;

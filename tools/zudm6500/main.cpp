@@ -14,14 +14,16 @@ int main(int argc, char** argv) {
     std::string resource = kDmmDefaultResource;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
-            std::printf("Usage: zudm6500 [RESOURCE]\n"
-                        "The soft front panel of the DM-6500 digital multimeter: measures, and sets the\n"
-                        "function and the range, through VISA. RESOURCE is %s when not given.\n",
-                        kDmmDefaultResource);
+            std::printf(
+                "Usage: zudm6500 [RESOURCE]\n"
+                "The soft front panel of the DM-6500 digital multimeter: measures, and sets the\n"
+                "function and the range, through VISA. RESOURCE is %s when not given.\n",
+                kDmmDefaultResource);
             return 0;
         }
         if (argv[i][0] == '-') {
-            std::fprintf(stderr, "zudm6500: unknown option \"%s\"; zudm6500 --help tells more.\n", argv[i]);
+            std::fprintf(stderr, "zudm6500: unknown option \"%s\"; zudm6500 --help tells more.\n",
+                         argv[i]);
             return 2;
         } else {
             resource = argv[i];
@@ -34,7 +36,8 @@ int main(int argc, char** argv) {
     RegisterUirCallbacks_zudm6500();
     int panel = DmmPanel_Show(resource);
     if (panel < 0) {
-        std::fprintf(stderr, "zudm6500: %s (%s)\n", GetUILErrorString(panel), LoadPanelErrorDetail());
+        std::fprintf(stderr, "zudm6500: %s (%s)\n", GetUILErrorString(panel),
+                     LoadPanelErrorDetail());
         CloseKestrelRTE();
         return 1;
     }

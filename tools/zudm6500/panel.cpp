@@ -36,7 +36,8 @@ void showConnected(bool connected) {
         stopContinuous();
         SetCtrlVal(panel, DMM_READING, "-----");
     }
-    std::string title = connected ? "DM-6500 Digital Multimeter on " + link.resource : "DM-6500 Digital Multimeter";
+    std::string title =
+        connected ? "DM-6500 Digital Multimeter on " + link.resource : "DM-6500 Digital Multimeter";
     SetPanelAttribute(panel, ATTR_TITLE, title.c_str());
 }
 
@@ -67,8 +68,10 @@ void readSettings() {
         }
         st = Dmm_GetRange(&link, &range);
     }
-    if (st >= 0) SetCtrlVal(panel, DMM_RANGE, range);
-    else showStatus(Dmm_StatusText(link, "Reading the settings", st), true);
+    if (st >= 0)
+        SetCtrlVal(panel, DMM_RANGE, range);
+    else
+        showStatus(Dmm_StatusText(link, "Reading the settings", st), true);
 }
 
 void measure() {
@@ -78,8 +81,10 @@ void measure() {
     if (st < 0) {
         stopContinuous();
         SetCtrlVal(panel, DMM_READING, "-----");
-        if (st == VI_ERROR_IO && !reply.empty()) showStatus("The multimeter answered \"" + reply + "\", which is not a number.", true);
-        else showStatus(Dmm_StatusText(link, "Measuring", st), true);
+        if (st == VI_ERROR_IO && !reply.empty())
+            showStatus("The multimeter answered \"" + reply + "\", which is not a number.", true);
+        else
+            showStatus(Dmm_StatusText(link, "Measuring", st), true);
         return;
     }
     char text[64];
@@ -102,7 +107,8 @@ void connect() {
     if (st < 0) {
         SetCtrlVal(panel, DMM_IDENTITY, "Not connected");
         showConnected(false);
-        showStatus(Dmm_StatusText(link, (std::string("Cannot connect to ") + resource).c_str(), st), true);
+        showStatus(Dmm_StatusText(link, (std::string("Cannot connect to ") + resource).c_str(), st),
+                   true);
         return;
     }
     SetCtrlVal(panel, DMM_IDENTITY, identity.c_str());
@@ -114,8 +120,10 @@ void connect() {
 
 // After sending a setting: what the meter made of it, and the settings it has now.
 void settingSent(ViStatus sent, const char* what, const char* done) {
-    if (sent < 0) showStatus(Dmm_StatusText(link, (std::string("Setting the ") + what).c_str(), sent), true);
-    else if (settingTaken(what)) showStatus(done, false);
+    if (sent < 0)
+        showStatus(Dmm_StatusText(link, (std::string("Setting the ") + what).c_str(), sent), true);
+    else if (settingTaken(what))
+        showStatus(done, false);
     readSettings();
 }
 
@@ -146,10 +154,18 @@ int DmmControl(int, int control, int event, void*, int, int) {
     if (event != EVENT_COMMIT) return 0;
     switch (control) {
         case DMM_RESOURCE:
-        case DMM_CONNECT: connect(); break;
-        case DMM_MEASURE: measure(); break;
-        case DMM_FUNCTION: applyFunction(); break;
-        case DMM_RANGE: applyRange(); break;
+        case DMM_CONNECT:
+            connect();
+            break;
+        case DMM_MEASURE:
+            measure();
+            break;
+        case DMM_FUNCTION:
+            applyFunction();
+            break;
+        case DMM_RANGE:
+            applyRange();
+            break;
         case DMM_CONTINUOUS: {
             int on = 0;
             GetCtrlVal(panel, DMM_CONTINUOUS, &on);
@@ -157,8 +173,11 @@ int DmmControl(int, int control, int event, void*, int, int) {
             if (on) measure();
             break;
         }
-        case DMM_QUIT: QuitUserInterface(0); break;
-        default: break;
+        case DMM_QUIT:
+            QuitUserInterface(0);
+            break;
+        default:
+            break;
     }
     return 0;
 }

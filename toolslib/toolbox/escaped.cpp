@@ -19,25 +19,39 @@ unsigned char readNumber(const char** in, int base, int maxDigits, unsigned valu
 
 char controlEscape(char selector) {
     switch (selector) {
-        case 'n': return '\n';
-        case 'r': return '\r';
-        case 't': return '\t';
-        case 'a': return '\a';
-        case 'b': return '\b';
-        case 'f': return '\f';
-        case 'v': return '\v';
-        default: return 0;
+        case 'n':
+            return '\n';
+        case 'r':
+            return '\r';
+        case 't':
+            return '\t';
+        case 'a':
+            return '\a';
+        case 'b':
+            return '\b';
+        case 'f':
+            return '\f';
+        case 'v':
+            return '\v';
+        default:
+            return 0;
     }
 }
 
 const char* shownControl(unsigned char b) {
     switch (b) {
-        case '\t': return "\\t";
-        case '\b': return "\\b";
-        case '\a': return "\\a";
-        case '\f': return "\\f";
-        case '\v': return "\\v";
-        default: return nullptr;
+        case '\t':
+            return "\\t";
+        case '\b':
+            return "\\b";
+        case '\a':
+            return "\\a";
+        case '\f':
+            return "\\f";
+        case '\v':
+            return "\\v";
+        default:
+            return nullptr;
     }
 }
 
@@ -68,7 +82,8 @@ size_t EscText_Decode(char* text) {
             *out++ = control;
         } else if (selector >= '0' && selector <= '9') {
             // Decimal, not octal: "\012" is twelve.
-            *out++ = static_cast<char>(readNumber(&in, 10, 2, static_cast<unsigned>(selector - '0')));
+            *out++ =
+                static_cast<char>(readNumber(&in, 10, 2, static_cast<unsigned>(selector - '0')));
         } else if (selector == 'o') {
             *out++ = static_cast<char>(readNumber(&in, 8, 3, 0));
         } else if (selector == 'x') {

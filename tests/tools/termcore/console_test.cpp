@@ -11,8 +11,8 @@ namespace {
 TEST(Console, LinesFromAPipe) {
     int p[2];
     ASSERT_EQ(pipe(p), 0);
-    std::string input = "a\r\nb\n" + std::string(kMaxEditLine + 1, 'x') + "\n" + std::string(kMaxEditLine, 'y') +
-                        "\n\n" + std::string(100000, 'z') + "\nc";
+    std::string input = "a\r\nb\n" + std::string(kMaxEditLine + 1, 'x') + "\n" +
+                        std::string(kMaxEditLine, 'y') + "\n\n" + std::string(100000, 'z') + "\nc";
     // More than a pipe holds: written while the console reads.
     std::thread writer([&] {
         size_t done = 0;
@@ -30,14 +30,10 @@ TEST(Console, LinesFromAPipe) {
         ReadResult result;
         std::string line;
     } expected[] = {
-        {ReadResult::Line, "a"},
-        {ReadResult::Line, "b"},
-        {ReadResult::TooLong, ""},
-        {ReadResult::Line, std::string(kMaxEditLine, 'y')},
-        {ReadResult::Line, ""},
-        {ReadResult::TooLong, ""},
-        {ReadResult::Line, "c"},
-        {ReadResult::EndOfInput, ""},
+        {ReadResult::Line, "a"},      {ReadResult::Line, "b"},
+        {ReadResult::TooLong, ""},    {ReadResult::Line, std::string(kMaxEditLine, 'y')},
+        {ReadResult::Line, ""},       {ReadResult::TooLong, ""},
+        {ReadResult::Line, "c"},      {ReadResult::EndOfInput, ""},
         {ReadResult::EndOfInput, ""},
     };
     for (const auto& e : expected) {

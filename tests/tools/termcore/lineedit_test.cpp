@@ -33,24 +33,35 @@ TEST(LineEditor, Editing) {
     } cases[] = {
         {"*IDN?\r", "*IDN?"},
         {"*IDN?\n", "*IDN?"},
-        {"abc\x7f\x7f" "d\r", "ad"},
+        {"abc\x7f\x7f"
+         "d\r",
+         "ad"},
         {"abc\x08\r", "ab"},
         {"abc\x1b[D\x1b[DX\r", "aXbc"},
         {"abc\x02\x02\x06Y\r", "abYc"},
         {"abc\x01X\r", "Xabc"},
         {"abc\x1b[H\x1b[3~\r", "bc"},
         {"abc\x1b[1~Z\x05Y\r", "ZabcY"},
-        {"abc\x1bOH" "Z\x1bOF" "Y\r", "ZabcY"},
+        {"abc\x1bOH"
+         "Z\x1bOF"
+         "Y\r",
+         "ZabcY"},
         {"abc\x1b[7~\x1b[4~!\r", "abc!"},
         {"read the meter\x17\r", "read the "},
         {"read the meter  \x17\r", "read the "},
         {"abc\x1b[D\x0b\r", "ab"},
         {"abc\x1b[D\x15\r", "c"},
         {"ab\x1b[D\x04\r", "a"},
-        {"\x1b[D\x1b[C\x7f" "ok\r", "ok"},              // at the ends nothing moves
-        {"a\x1b[99Xb\r", "ab"},                       // an unknown sequence is dropped whole
-        {"a\xc3\xa9" "b\tc\r", "abc"},                // only printable ASCII is taken
-        {"\x0c" "x\r", "x"},
+        {"\x1b[D\x1b[C\x7f"
+         "ok\r",
+         "ok"},                  // at the ends nothing moves
+        {"a\x1b[99Xb\r", "ab"},  // an unknown sequence is dropped whole
+        {"a\xc3\xa9"
+         "b\tc\r",
+         "abc"},  // only printable ASCII is taken
+        {"\x0c"
+         "x\r",
+         "x"},
     };
     for (const auto& c : cases) {
         LineHistory history;
@@ -122,7 +133,8 @@ TEST(LineHistory, SurvivesItsFile) {
     writeFile(path, "one\n" + std::string(kMaxEditLine + 1, 'x') + "\ntwo\n\nthree");
     LineHistory h;
     ASSERT_EQ(History_Load(&h, path), 0);
-    EXPECT_EQ(h.lines, (std::vector<std::string>{"one", "two", "three"}));  // the overlong line is skipped
+    EXPECT_EQ(h.lines,
+              (std::vector<std::string>{"one", "two", "three"}));  // the overlong line is skipped
     History_Add(&h, "four");
     ASSERT_EQ(History_Save(h, path), 0);
     EXPECT_EQ(readFile(path), "one\ntwo\nthree\nfour\n");

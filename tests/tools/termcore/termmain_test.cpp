@@ -21,13 +21,15 @@
 
 namespace {
 
-std::string toolPath(const char* tool) { return std::string(std::getenv("TALMIK_ZUVXI_DIR")) + "/bin/" + tool; }
+std::string toolPath(const char* tool) {
+    return std::string(std::getenv("TALMIK_ZUVXI_DIR")) + "/bin/" + tool;
+}
 
 // A program on a pseudo-terminal (or with a pipe as its input when terminal is false).
 class Session {
-public:
-    Session(const std::string& program, const std::vector<std::string>& args, const std::vector<std::string>& env,
-            bool terminal) {
+  public:
+    Session(const std::string& program, const std::vector<std::string>& args,
+            const std::vector<std::string>& env, bool terminal) {
         std::vector<std::string> all{program};
         all.insert(all.end(), args.begin(), args.end());
         int toChild[2] = {-1, -1}, fromChild[2] = {-1, -1};
@@ -67,7 +69,9 @@ public:
         if (input_ >= 0 && input_ != fd_) close(input_);
         if (fd_ >= 0) close(fd_);
     }
-    void send(const std::string& keys) { ASSERT_EQ(write(input_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size())); }
+    void send(const std::string& keys) {
+        ASSERT_EQ(write(input_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+    }
     void closeInput() {
         close(input_);
         input_ = -1;
@@ -102,7 +106,7 @@ public:
         return t.c_lflag;
     }
 
-private:
+  private:
     bool readSome() {
         pollfd p{fd_, POLLIN, 0};
         if (poll(&p, 1, 10000) <= 0) return false;
@@ -120,11 +124,12 @@ private:
 };
 
 class TerminalProgram : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { writeFile(dir.file("zuvisa.ini"), "[Bridgelets]\nsim = True\n"); }
     // Started through the link in the house tree, so ZU-VISA is found beside the real program.
     std::vector<std::string> env() const {
-        return {"ZUVISA_CONFIG=" + dir.file("zuvisa.ini"), "HOME=" + dir.path(), "TALMIK_VISA_LIBRARY="};
+        return {"ZUVISA_CONFIG=" + dir.file("zuvisa.ini"), "HOME=" + dir.path(),
+                "TALMIK_VISA_LIBRARY="};
     }
     TempDir dir;
 };
@@ -147,7 +152,8 @@ TEST_F(TerminalProgram, OnATerminalWithHistory) {
     ASSERT_TRUE(s.expect("Status byte: 0x00 (0)")) << s.output();
     s.send("\x04");
     EXPECT_EQ(s.finish(), 0);
-    EXPECT_EQ(readFile(dir.file(".gpterm_history")), "/find GPIB?*\n*IDN?\n/find GPIB?*\nFUNC?\n/stb\n");
+    EXPECT_EQ(readFile(dir.file(".gpterm_history")),
+              "/find GPIB?*\n*IDN?\n/find GPIB?*\nFUNC?\n/stb\n");
 }
 
 TEST_F(TerminalProgram, AnInterruptedProgramGivesTheTerminalBack) {
@@ -181,8 +187,14 @@ TEST_F(TerminalProgram, CommandLineAndLibraryFailures) {
     } cases[] = {
         {{"--help"}, {}, 0, "Usage: gpterm [RESOURCE]\n"},
         {{"-x"}, {}, 2, "gpterm: unexpected argument \"-x\"\n"},
-        {{"GPIB0::22::INSTR", "GPIB0::7::INSTR"}, {}, 2, "gpterm: unexpected argument \"GPIB0::7::INSTR\"\n"},
-        {{}, {"TALMIK_VISA_LIBRARY=/nonexistent/libvisa.so"}, 1, "gpterm: The VISA library \"/nonexistent/libvisa.so\" cannot be loaded"},
+        {{"GPIB0::22::INSTR", "GPIB0::7::INSTR"},
+         {},
+         2,
+         "gpterm: unexpected argument \"GPIB0::7::INSTR\"\n"},
+        {{},
+         {"TALMIK_VISA_LIBRARY=/nonexistent/libvisa.so"},
+         1,
+         "gpterm: The VISA library \"/nonexistent/libvisa.so\" cannot be loaded"},
     };
     for (const auto& c : cases) {
         std::vector<std::string> environment = env();

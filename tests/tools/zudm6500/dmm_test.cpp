@@ -10,7 +10,7 @@ namespace {
 
 // ZU-VISA with its demo bench, where the multimeter is GPIB0::22::INSTR.
 class DemoBench : public ::testing::Test {
-protected:
+  protected:
     void TearDown() override { Dmm_Disconnect(&link); }
     DemoBenchVisa visa;
     DmmLink link;
@@ -58,7 +58,8 @@ TEST_F(DemoBench, ConnectionFailuresLeaveTheLinkClosed) {
         std::string identity;
         EXPECT_EQ(Dmm_Connect(&link, c.resource, &identity), c.status) << c.resource;
         EXPECT_FALSE(Dmm_Connected(link)) << c.resource;
-        EXPECT_NE(Dmm_StatusText(link, "Connecting", c.status).find("Connecting: 0xBFFF"), std::string::npos);
+        EXPECT_NE(Dmm_StatusText(link, "Connecting", c.status).find("Connecting: 0xBFFF"),
+                  std::string::npos);
     }
     double value = 0;
     std::string reply;

@@ -28,13 +28,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string env(const char* name) { return std::getenv(name); }
+std::string env(const char* name) {
+    return std::getenv(name);
+}
 
 std::vector<std::string> namesIn(const std::string& dir, const char* pattern) {
     std::vector<std::string> names;
     std::error_code ec;
     for (const auto& e : fs::directory_iterator(dir, ec))
-        if (fnmatch(pattern, e.path().filename().c_str(), 0) == 0) names.push_back(e.path().filename());
+        if (fnmatch(pattern, e.path().filename().c_str(), 0) == 0)
+            names.push_back(e.path().filename());
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -63,12 +66,15 @@ TEST(FrameworkTree, SoftFrontPanelsAreFoundAsDiscoveryLooksForThem) {
     const std::string root = env("TALMIK_VXIPNP_DIR");
     std::vector<std::string> drivers;
     for (const std::string& name : namesIn(root + "/linux", "*")) {
-        if (name[0] == '.' || strcasecmp(name.c_str(), "bin") == 0 || strcasecmp(name.c_str(), "ZUvisa") == 0) continue;
+        if (name[0] == '.' || strcasecmp(name.c_str(), "bin") == 0 ||
+            strcasecmp(name.c_str(), "ZUvisa") == 0)
+            continue;
         drivers.push_back(name);
         EXPECT_LE(name.size(), 15u) << name;
         std::vector<std::string> exes = namesIn(root + "/linux/" + name, "*.exe");
-        auto panel = std::find_if(exes.begin(), exes.end(),
-                                  [&](const std::string& e) { return strncasecmp(e.c_str(), name.c_str(), 2) == 0; });
+        auto panel = std::find_if(exes.begin(), exes.end(), [&](const std::string& e) {
+            return strncasecmp(e.c_str(), name.c_str(), 2) == 0;
+        });
         ASSERT_NE(panel, exes.end()) << name;
         EXPECT_TRUE(executableFile(root + "/linux/" + name + "/" + *panel)) << *panel;
         std::vector<std::string> kb = namesIn(root + "/kbase", (name + "*.kb").c_str());
@@ -76,7 +82,8 @@ TEST(FrameworkTree, SoftFrontPanelsAreFoundAsDiscoveryLooksForThem) {
         EXPECT_FALSE(productDescription(root + "/kbase/" + kb[0]).empty()) << kb[0];
     }
     EXPECT_EQ(drivers, std::vector<std::string>{"zudm6500"});
-    EXPECT_EQ(productDescription(root + "/kbase/zudm6500.kb"), "ZU Instruments DM-6500 Digital Multimeter");
+    EXPECT_EQ(productDescription(root + "/kbase/zudm6500.kb"),
+              "ZU Instruments DM-6500 Digital Multimeter");
 }
 
 TEST(FrameworkTree, HouseToolsAreInTheBinOfTheHouseTree) {
@@ -88,8 +95,9 @@ TEST(FrameworkTree, HouseToolsAreInTheBinOfTheHouseTree) {
 
 // Runs a program with extra environment; its exit status, or -1 while it still runs after
 // the given time (it is then ended).
-int runFor(const std::string& program, std::vector<std::string> args, const std::vector<std::string>& extraEnv,
-           std::chrono::milliseconds time, const std::string& output) {
+int runFor(const std::string& program, std::vector<std::string> args,
+           const std::vector<std::string>& extraEnv, std::chrono::milliseconds time,
+           const std::string& output) {
     std::vector<std::string> environment = extraEnv;
     for (char** e = environ; *e; ++e) environment.push_back(*e);
     std::vector<char*> envp, argv{const_cast<char*>(program.c_str())};
@@ -99,7 +107,8 @@ int runFor(const std::string& program, std::vector<std::string> args, const std:
     argv.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
     posix_spawn_file_actions_adddup2(&actions, 1, 2);
     pid_t pid = 0;
     int rc = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), envp.data());
@@ -108,7 +117,8 @@ int runFor(const std::string& program, std::vector<std::string> args, const std:
     auto until = std::chrono::steady_clock::now() + time;
     int status = 0;
     while (std::chrono::steady_clock::now() < until) {
-        if (waitpid(pid, &status, WNOHANG) == pid) return WIFEXITED(status) ? WEXITSTATUS(status) : 128;
+        if (waitpid(pid, &status, WNOHANG) == pid)
+            return WIFEXITED(status) ? WEXITSTATUS(status) : 128;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     kill(pid, SIGTERM);
@@ -124,9 +134,11 @@ TEST(FrameworkTree, TheSoftFrontPanelStartsThroughItsLink) {
     EXPECT_NE(readFile(dir.file("help.txt")).find("Usage: zudm6500 [RESOURCE]"), std::string::npos);
     // Started as talmik starts it, without arguments: it finds its panels and ZU-VISA beside the
     // real program and keeps running, saying nothing, until it is closed.
-    std::vector<std::string> environment = {"QT_QPA_PLATFORM=offscreen", "XDG_RUNTIME_DIR=" + dir.path(),
+    std::vector<std::string> environment = {"QT_QPA_PLATFORM=offscreen",
+                                            "XDG_RUNTIME_DIR=" + dir.path(),
                                             "ZUVISA_CONFIG=" + dir.file("zuvisa.ini")};
-    EXPECT_EQ(runFor(exe, {}, environment, std::chrono::milliseconds(2500), dir.file("out.txt")), -1);
+    EXPECT_EQ(runFor(exe, {}, environment, std::chrono::milliseconds(2500), dir.file("out.txt")),
+              -1);
     EXPECT_EQ(readFile(dir.file("out.txt")), "");
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 // The panel on the demo bench, driven as a user would.
 class Panel : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         ASSERT_EQ(UiTest_Start(), 0);
         RegisterUirCallbacks_zudm6500();
@@ -79,12 +79,15 @@ TEST_F(Panel, AConnectionThatFailsDimsTheMeasuringControls) {
     panel = DmmPanel_Show("GPIB0::30::INSTR");
     ASSERT_GT(panel, 0);
     EXPECT_EQ(text(DMM_IDENTITY), "Not connected");
-    EXPECT_EQ(text(DMM_STATUS).rfind("Cannot connect to GPIB0::30::INSTR: 0xBFFF0011", 0), 0u) << text(DMM_STATUS);
-    for (int control : {DMM_MEASURE, DMM_CONTINUOUS, DMM_FUNCTION, DMM_RANGE}) EXPECT_EQ(dimmed(control), 1);
+    EXPECT_EQ(text(DMM_STATUS).rfind("Cannot connect to GPIB0::30::INSTR: 0xBFFF0011", 0), 0u)
+        << text(DMM_STATUS);
+    for (int control : {DMM_MEASURE, DMM_CONTINUOUS, DMM_FUNCTION, DMM_RANGE})
+        EXPECT_EQ(dimmed(control), 1);
     // The user types the right name and connects.
     ASSERT_EQ(UiTest_SetValue(panel, DMM_RESOURCE, UiValue("GPIB0::22::INSTR")), 0);
     EXPECT_EQ(text(DMM_IDENTITY), "ZU Instruments,DM-6500 (simulated),SIM0022,1.0");
-    for (int control : {DMM_MEASURE, DMM_CONTINUOUS, DMM_FUNCTION, DMM_RANGE}) EXPECT_EQ(dimmed(control), 0);
+    for (int control : {DMM_MEASURE, DMM_CONTINUOUS, DMM_FUNCTION, DMM_RANGE})
+        EXPECT_EQ(dimmed(control), 0);
 }
 
 TEST_F(Panel, RefusedSettingsAreShown) {
@@ -92,7 +95,8 @@ TEST_F(Panel, RefusedSettingsAreShown) {
     ASSERT_GT(panel, 0);
     SetCtrlAttribute(panel, DMM_RANGE, ATTR_MAX_VALUE, 5000.0);  // past what the meter takes
     ASSERT_EQ(UiTest_SetValue(panel, DMM_RANGE, UiValue(2000.0)), 0);
-    EXPECT_EQ(text(DMM_STATUS).rfind("The multimeter refused the range: ", 0), 0u) << text(DMM_STATUS);
+    EXPECT_EQ(text(DMM_STATUS).rfind("The multimeter refused the range: ", 0), 0u)
+        << text(DMM_STATUS);
     double range = 0;
     GetCtrlVal(panel, DMM_RANGE, &range);
     EXPECT_DOUBLE_EQ(range, 10.0);  // back to what the meter has

@@ -51,7 +51,8 @@ TEST(EscapedText, Decode) {
         {"\\0", std::string(1, '\0')},
         {"\\q\\\"\\\\", "q\"\\"},
         {"\\r\\t\\a\\b\\f\\v", "\r\t\a\b\f\v"},
-        {"\\o18", std::string("\x01" "8")},
+        {"\\o18", std::string("\x01"
+                              "8")},
     };
     for (const auto& c : cases) EXPECT_EQ(decode(c.typed), c.bytes) << c.typed;
 }
