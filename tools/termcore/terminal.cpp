@@ -132,12 +132,14 @@ void cmdFind(TermState* s, const std::string& args, std::string* out) {
     }
     if (!Term_Report(s, "viFindRsrc", st, out)) return;
     out->append(std::string(name) + "\n");
-    for (ViUInt32 i = 1; i < count; ++i) {
+    ViUInt32 shown = 1;
+    for (; shown < count; ++shown) {
         if (!Term_Report(s, "viFindNext", viFindNext(list, name), out)) break;
         out->append(std::string(name) + "\n");
     }
     viClose(list);
-    out->append(std::to_string(count) + (count == 1 ? " resource.\n" : " resources.\n"));
+    out->append(std::to_string(shown) + (shown == 1 ? " resource" : " resources") +
+                (shown < count ? " of " + std::to_string(count) + ".\n" : std::string(".\n")));
 }
 
 void cmdWrite(TermState* s, const std::string& args, std::string* out) {

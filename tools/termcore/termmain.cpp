@@ -30,16 +30,16 @@ int Term_Main(int argc, char** argv, const TermTool& tool) {
         std::fprintf(stderr, "%s: %s\n", tool.name, VisaLib_Error());
         return 1;
     }
-    Console console;
-    const char* home = std::getenv("HOME");
-    Console_Open(&console, STDIN_FILENO, STDOUT_FILENO,
-                 home && *home ? std::string(home) + "/." + tool.name + "_history" : std::string());
     TermState state;
     std::string out;
     if (!Term_Start(&state, tool, &out)) {
         std::fprintf(stderr, "%s: %s", tool.name, out.c_str());
         return 1;
     }
+    Console console;
+    const char* home = std::getenv("HOME");
+    Console_Open(&console, STDIN_FILENO, STDOUT_FILENO,
+                 home && *home ? std::string(home) + "/." + tool.name + "_history" : std::string());
     if (console.terminal) {
         out.insert(
             0, std::string(tool.name) + ": " + tool.purpose + ".\nVISA library: " + VisaLib_Path() +
