@@ -48,16 +48,20 @@ MethodReport broadcast(const DiscoverySettings& s, Clock::time_point deadline, s
     std::vector<std::string> names;
     for (ifaddrs* i = ifs; i; i = i->ifa_next) {
         if (!i->ifa_addr || i->ifa_addr->sa_family != AF_INET) continue;
-        if (!(i->ifa_flags & IFF_UP) || !(i->ifa_flags & IFF_BROADCAST) || (i->ifa_flags & IFF_LOOPBACK)) continue;
-        if (!i->ifa_broadaddr) continue;
-        sockaddr_in to = *reinterpret_cast<sockaddr_in*>(i->ifa_broadaddr);
+        if (!(i->ifa_flags & IFF_UP)) continue;
+        // Loopback cannot broadcast: its own address stands in, so that a server on this
+        // machine (zusimd) is found too.
+        sockaddr_in to;
+        if (i->ifa_flags & IFF_LOOPBACK) to = *reinterpret_cast<sockaddr_in*>(i->ifa_addr);
+        else if ((i->ifa_flags & IFF_BROADCAST) && i->ifa_broadaddr) to = *reinterpret_cast<sockaddr_in*>(i->ifa_broadaddr);
+        else continue;
         to.sin_port = htons(s.portmapperPort);
         targets.push_back(to);
         names.emplace_back(i->ifa_name);
     }
     freeifaddrs(ifs);
     if (targets.empty()) {
-        rep.outcome = "no network interface that can broadcast (only loopback is up)";
+        rep.outcome = "no network interface is up";
         return rep;
     }
     Fd fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
