@@ -17,6 +17,7 @@ struct Options {
     bool portmapper111 = true;         // also on 111 when it can be had
     uint16_t vxi11Port = 0;
     uint16_t hislipPort = 0;
+    uint32_t vxi11MaxRecv = 1u << 20;  // the largest write a VXI-11 client may send at once
 };
 
 std::unique_ptr<Frontend> makeSocketFrontend(Bench& bench, const Options& o);

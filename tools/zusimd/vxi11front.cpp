@@ -306,7 +306,7 @@ private:
                 conn.devices += (conn.devices.empty() ? "" : ", ") + s->vxiDevice;
             }
             resp.abortPort = abort_.port();
-            resp.maxRecvSize = kMaxRecv;
+            resp.maxRecvSize = std::min(options_.vxi11MaxRecv, kMaxRecv);
             encode(out, resp);
             return rpc::encodeReply(c.xid, rpc::kSuccess, out.bytes());
         }

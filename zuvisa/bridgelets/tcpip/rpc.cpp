@@ -144,7 +144,8 @@ ViStatus callTcp(int fd, const Call& call, const std::vector<uint8_t>& args, con
         st = readRecord(fd, kMaxRecord, io, reply);
         if (st < 0) return st;
         XdrReader peek(reply->data(), reply->size());
-        if (peek.u32() == call.xid || !peek.ok()) break;
+        uint32_t xid = peek.u32();
+        if (xid == call.xid || peek.u32() != kReply || !peek.ok()) break;  // decodeReply judges it
     }
     XdrReader r(reply->data(), reply->size());
     st = decodeReply(r, call.xid, why);
