@@ -145,6 +145,7 @@ public:
 
     ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io, size_t* done) override {
         *done = 0;
+        if (count == 0) return VI_SUCCESS_MAX_CNT;
         size_t got = 0;
         for (;;) {
             if (pendingAt_ < pending_.size()) {
@@ -161,19 +162,17 @@ public:
                 got += n;
                 pendingAt_ += n;
                 *done = got;
-                bool drained = pendingAt_ == pending_.size();
-                if (drained) {
-                    pending_.clear();
-                    pendingAt_ = 0;
+                if (term) {
+                    if (pendingAt_ == pending_.size() && pendingEnd_) endDelivered();
+                    return VI_SUCCESS_TERM_CHAR;
                 }
-                if (term) return VI_SUCCESS_TERM_CHAR;
-                if (drained && pendingEnd_) {
-                    pendingEnd_ = false;
-                    rmtDelivered_ = true;
-                    if (!opt.suppressEnd) return VI_SUCCESS;
-                }
-                if (got == count) return VI_SUCCESS_MAX_CNT;
             }
+            // The end of a message (also of an empty one) ends the read.
+            if (pendingAt_ >= pending_.size() && pendingEnd_) {
+                endDelivered();
+                if (!opt.suppressEnd) return VI_SUCCESS;
+            }
+            if (got == count) return VI_SUCCESS_MAX_CNT;
             if (broken_) return VI_ERROR_CONN_LOST;
             Message m;
             ViStatus st = readMessage(sync_.get(), clientMax(), io, &m);
@@ -326,6 +325,13 @@ public:
 
 private:
     uint64_t clientMax() const { return uint64_t{clientMaxKb_} * 1024; }
+
+    void endDelivered() {
+        pending_.clear();
+        pendingAt_ = 0;
+        pendingEnd_ = false;
+        rmtDelivered_ = true;
+    }
 
     uint8_t takeRmt() {
         uint8_t v = rmtDelivered_ ? 1 : 0;

@@ -202,9 +202,9 @@ public:
                 *done = sent;
                 return statusOf(resp.error);
             }
-            if (resp.size < n && io.expired()) {
+            if (resp.size == 0 && n > 0) {
                 *done = sent;
-                return VI_ERROR_TMO;
+                return io.expired() ? VI_ERROR_TMO : kMalformedReply;  // takes nothing, says nothing
             }
         } while (sent < count);
         *done = sent;

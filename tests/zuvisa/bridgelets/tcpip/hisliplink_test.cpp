@@ -211,6 +211,8 @@ TEST(HislipFaults, BrokenServersEndInAStatusWithinTheTimeout) {
          }, none, false, VI_SUCCESS, VI_ERROR_CONN_LOST},
         {"fatal error instead of data", none, [](int fd) { sendBytes(fd, message(hislip::kFatalError, 0, 0, "broken")); }, none,
          false, VI_SUCCESS, VI_ERROR_CONN_LOST},
+        {"empty answer", none, [](int fd) { sendBytes(fd, message(hislip::kDataEnd, 0, 0xFFFFFF00, "")); }, none, false,
+         VI_SUCCESS, VI_SUCCESS},
         {"says nothing", none, [](int) {}, none, false, VI_SUCCESS, VI_ERROR_TMO},
         {"status query unanswered", none, none, [](int) {}, true, VI_SUCCESS, VI_ERROR_TMO},
         {"async channel closes", none, none, [](int fd) { ::shutdown(fd, SHUT_RDWR); }, true, VI_SUCCESS, VI_ERROR_CONN_LOST},
