@@ -4,6 +4,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <mutex>
 
@@ -92,14 +93,15 @@ struct Browse {
     int pendingResolvers = 0;
 };
 
-void onResolved(AvahiServiceResolver*, int, int, int event, const char*, const char* type, const char*, const char*,
-                const AvahiAddress* a, uint16_t port, AvahiStringList*, int, void* user) {
+void onResolved(AvahiServiceResolver*, int, int, int event, const char* name, const char* type, const char*,
+                const char*, const AvahiAddress* a, uint16_t port, AvahiStringList*, int, void* user) {
     auto* b = static_cast<Browse*>(user);
     --b->pendingResolvers;
     if (event != kResolverFound || !a || !type) return;
     char text[64] = "";
     b->api->addressPrint(text, sizeof text, a);
     ServiceFound f;
+    f.name = name ? name : "";
     f.type = type;
     f.address = text;
     f.ipv6 = a->proto == kProtoInet6;
@@ -158,6 +160,13 @@ bool browseServices(const std::vector<std::string>& types, std::chrono::steady_c
         if (a.pollIterate(poll, 10) != 0) break;
     }
     for (AvahiServiceResolver* r : b.resolvers) a.resolverFree(r);
+    std::vector<ServiceFound> once;
+    for (const ServiceFound& f : *out) {
+        auto same = std::find_if(once.begin(), once.end(), [&](const ServiceFound& o) { return o.name == f.name && o.type == f.type; });
+        if (same == once.end()) once.push_back(f);
+        else if (same->ipv6 && !f.ipv6) *same = f;
+    }
+    out->swap(once);
     for (AvahiServiceBrowser* br : browsers) a.browserFree(br);
     a.clientFree(b.client);
     a.pollFree(poll);

@@ -9,13 +9,15 @@
 namespace zuvisa::tcpip {
 
 struct ServiceFound {
+    std::string name;     // the instance name the service announces
     std::string type;     // "_hislip._tcp"
     std::string address;  // numeric
     bool ipv6 = false;
     uint16_t port = 0;
 };
 
-// Browses the given service types until the deadline. Returns false when Avahi could not be
+// Browses the given service types until the deadline. A service seen on several interfaces
+// or protocols is given once, at an IPv4 address when it has one. Returns false when Avahi could not be
 // used at all, with the reason in *why ("Avahi client library not installed", "Avahi daemon not
 // running").
 bool browseServices(const std::vector<std::string>& types, std::chrono::steady_clock::time_point deadline,
