@@ -31,7 +31,7 @@ struct Session : EventSink {
     std::atomic<int> asyncFd{-1};
     std::atomic<bool> overlap{false};
     std::atomic<bool> closed{false};
-    uint64_t clientMax = kMaxMessage;
+    std::atomic<uint64_t> clientMax{kMaxMessage};
     std::unique_ptr<Link> link;  // last: destroyed first
 
     void raise(const EventData& e) override {
@@ -146,7 +146,7 @@ private:
                 {
                     std::lock_guard<std::mutex> use(session->use);
                     ReadOptions opt;
-                    size_t room = static_cast<size_t>(std::min<uint64_t>(buf.size(), session->clientMax));
+                    size_t room = static_cast<size_t>(std::min<uint64_t>(buf.size(), session->clientMax.load()));
                     st = session->link->read(buf.data(), room, opt, IoControl::fromTimeout(0, nullptr), &n);
                 }
                 if (n == 0) break;

@@ -34,7 +34,7 @@ struct CoreLink : EventSink {
     int32_t lid = 0;
     std::atomic<bool> abort{false};
     std::atomic<bool> srqEnabled{false};
-    std::string handle;
+    std::string handle;  // guarded by intr->m
     std::shared_ptr<IntrChannel> intr;
     std::mutex use;  // one call at a time on the instrument's link
     std::unique_ptr<Link> link;  // last: destroyed first, so no event arrives half-way
@@ -290,6 +290,7 @@ private:
             const Served* s = bench_.byVxiDevice(p.device);
             CreateLinkResp resp;
             auto l = std::make_shared<CoreLink>();
+            l->intr = conn.intr;  // before the link: its events may come at once
             if (!s) {
                 resp.error = kNotAccessible;
             } else if (bench_.open(*s, l.get(), &l->link) < 0) {
@@ -298,7 +299,6 @@ private:
                 resp.error = kLocked;
             } else {
                 l->served = s;
-                l->intr = conn.intr;
                 std::lock_guard<std::mutex> lock(m_);
                 l->lid = resp.lid = nextLid_++;
                 links_[l->lid] = l;
@@ -406,6 +406,7 @@ private:
             if (!decode(r, &p)) return garbage();
             auto l = owned(p.lid);
             if (!l) return error(kInvalidLink);
+            std::lock_guard<std::mutex> lock(l->intr->m);  // raise reads the handle under it
             l->handle = p.handle;
             l->srqEnabled = p.enable;
             return error(kNoError);
