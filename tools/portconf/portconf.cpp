@@ -139,6 +139,22 @@ void explain(std::string* out) {
     }
 }
 
+std::string foundInterfaceName(ViSession rm, const std::string& name) {
+    auto rmObject = zuvisa::objectAs<zuvisa::RmObject>(rm, zuvisa::ObjType::Rm);
+    if (!rmObject) return {};
+    zuvisa::Backend& b = *rmObject->backend;
+    std::lock_guard<std::mutex> lock(b.catalogMutex);
+    for (const zuvisa::Found& f : b.catalog) {
+        if (f.name.canonical != name) continue;
+        std::string last;  // later values override earlier ones, as for a session
+        for (const auto& [attr, text] : f.info.texts) {
+            if (attr == VI_ATTR_INTF_INST_NAME) last = text;
+        }
+        return last;
+    }
+    return {};
+}
+
 int list(const std::string&, const std::string& expr, std::string* out, std::string* err) {
     ViSession rm = 0;
     ViStatus st = viOpenDefaultRM(&rm);
@@ -162,11 +178,11 @@ int list(const std::string&, const std::string& expr, std::string* out, std::str
             if (i && viFindNext(fl, name) < 0) break;
             ViSession vi = 0;
             std::string line = name;
-            ViUInt16 type = 0, board = 0;
-            // A LAN instrument is not connected to just to list it.
-            bool lan = viParseRsrc(rm, name, &type, &board) == VI_SUCCESS && type == VI_INTF_TCPIP;
-            if (lan) {
-                line += "  [LAN]";
+            // The interface's name as the search found it: a LAN instrument is not connected
+            // to just to list it.
+            std::string found = foundInterfaceName(rm, name);
+            if (!found.empty()) {
+                line += "  [" + found + "]";
             } else if (viOpen(rm, name, VI_NULL, 0, &vi) >= 0) {
                 char intf[VI_FIND_BUFLEN] = "";
                 viGetAttribute(vi, VI_ATTR_INTF_INST_NAME, intf);
