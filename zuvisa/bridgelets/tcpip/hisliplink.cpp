@@ -6,6 +6,7 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
@@ -121,9 +122,13 @@ public:
     ViStatus write(const ViByte* buf, size_t count, bool end, const IoControl& io, size_t* done) override {
         *done = 0;
         if (broken_) return VI_ERROR_CONN_LOST;
-        // Whatever is left of an unread answer is stale once a new message goes out.
-        pending_.clear();
-        pendingAt_ = 0;
+        // In synchronized mode a new message replaces the answer not read yet; in overlapped
+        // mode answers queue up in order.
+        if (!overlap_) {
+            pending_.clear();
+            pendingAt_ = 0;
+            pendingEnd_ = false;
+        }
         size_t chunk = serverMax_ > kHeaderSize + 1 ? static_cast<size_t>(std::min<uint64_t>(serverMax_ - kHeaderSize, 1u << 24)) : 1;
         size_t sent = 0;
         do {
@@ -136,6 +141,7 @@ public:
                 return st;
             }
             lastSent_ = messageId_;
+            if (type == kDataEnd) sentQuery(messageId_);
             messageId_ += 2;
             sent += n;
             *done = sent;
@@ -183,6 +189,8 @@ public:
             switch (m.h.type) {
             case kData:
             case kDataEnd:
+                // Synchronized mode: an answer to a message before the last query is stale.
+                if (!overlap_ && stale(m.h.parameter)) break;
                 pending_ = std::move(m.payload);
                 pendingAt_ = 0;
                 pendingEnd_ = m.h.type == kDataEnd;
@@ -225,7 +233,8 @@ public:
             }
         }
         messageId_ = kFirstMessageId;
-        lastSent_ = kFirstMessageId - 2;
+        lastSent_ = lastQuery_ = kFirstMessageId - 2;
+        recentQueries_.clear();
         rmtDelivered_ = false;
         pending_.clear();
         pendingAt_ = 0;
@@ -247,6 +256,7 @@ public:
         ViStatus st = sendMessage(sync_.get(), kTrigger, takeRmt(), messageId_, nullptr, 0, IoControl::fromTimeout(tmo_, nullptr));
         if (st < 0) return st;
         lastSent_ = messageId_;
+        sentQuery(messageId_);
         messageId_ += 2;
         return VI_SUCCESS;
     }
@@ -325,6 +335,18 @@ public:
 
 private:
     uint64_t clientMax() const { return uint64_t{clientMaxKb_} * 1024; }
+
+    // Whether id answers one of our recent queries other than the last. Ids that a server
+    // makes up on its own are not taken for stale.
+    bool stale(uint32_t id) const {
+        return id != lastQuery_ && std::find(recentQueries_.begin(), recentQueries_.end(), id) != recentQueries_.end();
+    }
+
+    void sentQuery(uint32_t id) {
+        lastQuery_ = id;
+        recentQueries_.push_back(id);
+        if (recentQueries_.size() > 8) recentQueries_.pop_front();
+    }
 
     void endDelivered() {
         pending_.clear();
@@ -423,6 +445,8 @@ private:
     ViUInt32 clientMaxKb_ = 1024;
     uint32_t messageId_ = kFirstMessageId;
     uint32_t lastSent_ = kFirstMessageId - 2;
+    uint32_t lastQuery_ = kFirstMessageId - 2;  // the last DataEnd or Trigger sent
+    std::deque<uint32_t> recentQueries_;
     bool rmtDelivered_ = false;
     bool broken_ = false;
     ViUInt32 tmo_ = 2000;

@@ -104,6 +104,20 @@ TEST_F(HislipLink, ModeAndMessageSizeAreNegotiated) {
     viClose(vi);
 }
 
+TEST_F(HislipLink, AnswersQueueInOverlappedModeAndStaleOnesGoInSynchronizedMode) {
+    ViSession vi = open(sim.hislipName());
+    // Synchronized: the second query's answer is the one read; the first one's is dropped.
+    ASSERT_EQ(send(vi, "VOLT?\n"), VI_SUCCESS);
+    ASSERT_EQ(send(vi, "*IDN?\n"), VI_SUCCESS);
+    EXPECT_EQ(receive(vi, 200).second, kIdn);
+    ASSERT_EQ(viSetAttribute(vi, VI_ATTR_TCPIP_HISLIP_OVERLAP_EN, VI_TRUE), VI_SUCCESS);
+    ASSERT_EQ(send(vi, "VOLT?\n"), VI_SUCCESS);
+    ASSERT_EQ(send(vi, "*IDN?\n"), VI_SUCCESS);
+    EXPECT_EQ(receive(vi, 200).second, "1.000\n");
+    EXPECT_EQ(receive(vi, 200).second, kIdn);
+    viClose(vi);
+}
+
 TEST_F(HislipLink, ServiceRequestsArriveOnTheAsyncChannel) {
     ViSession vi = open(sim.hislipName());
     ASSERT_EQ(viEnableEvent(vi, VI_EVENT_SERVICE_REQ, VI_QUEUE, VI_NULL), VI_SUCCESS);
