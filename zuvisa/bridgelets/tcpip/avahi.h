@@ -17,10 +17,11 @@ struct ServiceFound {
 };
 
 // Browses the given service types until the deadline. A service seen on several interfaces
-// or protocols is given once, at an IPv4 address when it has one. Returns false when Avahi could not be
-// used at all, with the reason in *why ("Avahi client library not installed", "Avahi daemon not
-// running").
-bool browseServices(const std::vector<std::string>& types, std::chrono::steady_clock::time_point deadline,
-                    std::vector<ServiceFound>* out, std::string* why);
+// or protocols is given once, at an IPv4 address when it has one. Returns false when Avahi could
+// not be used at all, with the reason in *why ("Avahi client library not installed", "Avahi daemon
+// not running").
+bool browseServices(const std::vector<std::string>& types,
+                    std::chrono::steady_clock::time_point deadline, std::vector<ServiceFound>* out,
+                    std::string* why);
 
 }  // namespace zuvisa::tcpip

@@ -16,7 +16,7 @@ struct DiscoverySettings {
     std::vector<std::string> configured;  // resource names from the configuration
     bool broadcast = true;
     bool mdns = true;
-    int windowMs = 400;                   // how long one round listens for answers
+    int windowMs = 400;  // how long one round listens for answers
     uint16_t portmapperPort = 111;
 };
 
@@ -35,13 +35,14 @@ struct DiscoveryResult {
 DiscoveryResult discoverOnce(const DiscoverySettings& s);
 
 // The resource name a VXI-11 broadcast answer or an mDNS service stands for.
-std::string resourceForService(const std::string& type, const std::string& address, bool ipv6, uint16_t port);
+std::string resourceForService(const std::string& type, const std::string& address, bool ipv6,
+                               uint16_t port);
 
 // Background rounds for a bridgelet: a round starts when the bridgelet does and again when
 // results are asked for and the last round is older than the refresh age; results wait for a
 // running round, never longer than its window.
 class Discoverer {
-public:
+  public:
     explicit Discoverer(DiscoverySettings s);
     ~Discoverer();
     Discoverer(const Discoverer&) = delete;
@@ -50,7 +51,7 @@ public:
     void kick();
     std::vector<std::string> resources();
 
-private:
+  private:
     void startLocked();
 
     DiscoverySettings settings_;

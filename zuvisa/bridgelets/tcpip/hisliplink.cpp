@@ -27,7 +27,8 @@ bool hislipDevice(const std::string& lanDevice, std::string* subAddress, uint16_
     *port = hislip::kDefaultPort;
     if (comma != std::string::npos) {
         std::string p = lanDevice.substr(comma + 1);
-        if (p.empty() || p.size() > 5 || p.find_first_not_of("0123456789") != std::string::npos) return false;
+        if (p.empty() || p.size() > 5 || p.find_first_not_of("0123456789") != std::string::npos)
+            return false;
         unsigned long v = std::stoul(p);
         if (v == 0 || v > 65535) return false;
         *port = static_cast<uint16_t>(v);
@@ -47,8 +48,8 @@ struct Message {
     std::vector<uint8_t> payload;
 };
 
-ViStatus sendMessage(int fd, uint8_t type, uint8_t control, uint32_t parameter, const void* payload, size_t size,
-                     const IoControl& io) {
+ViStatus sendMessage(int fd, uint8_t type, uint8_t control, uint32_t parameter, const void* payload,
+                     size_t size, const IoControl& io) {
     Header h{type, control, parameter, size};
     uint8_t head[kHeaderSize];
     encodeHeader(h, head);
@@ -67,15 +68,20 @@ ViStatus readMessage(int fd, uint64_t maxPayload, const IoControl& io, Message* 
 
 ViStatus fatalStatus(uint8_t code) {
     switch (code) {
-    case kFatalInvalidInit: return VI_ERROR_RSRC_NFOUND;
-    case kFatalMaxClients: return VI_ERROR_RSRC_BUSY;
-    default: return VI_ERROR_CONN_LOST;
+        case kFatalInvalidInit:
+            return VI_ERROR_RSRC_NFOUND;
+        case kFatalMaxClients:
+            return VI_ERROR_RSRC_BUSY;
+        default:
+            return VI_ERROR_CONN_LOST;
     }
 }
 
 class HislipLink : public Link {
-public:
-    HislipLink(Fd sync, EventSink* sink) : sync_(std::move(sync)), sink_(sink) { setNoDelay(sync_.get(), true); }
+  public:
+    HislipLink(Fd sync, EventSink* sink) : sync_(std::move(sync)), sink_(sink) {
+        setNoDelay(sync_.get(), true);
+    }
 
     ~HislipLink() override {
         stop_ = true;
@@ -83,18 +89,22 @@ public:
         if (reader_.joinable()) reader_.join();
     }
 
-    ViStatus connect(const std::vector<Endpoint>& eps, const std::string& subAddress, const IoControl& io,
-                     std::string* why) {
+    ViStatus connect(const std::vector<Endpoint>& eps, const std::string& subAddress,
+                     const IoControl& io, std::string* why) {
         ViStatus st = sendMessage(sync_.get(), kInitialize, 0, (uint32_t{kVersion} << 16) | kVendor,
                                   subAddress.data(), subAddress.size(), io);
         Message m;
         if (st >= 0) st = readMessage(sync_.get(), kMaxTextPayload, io, &m);
         if (st < 0) {
-            if (why) *why = "HiSLIP initialize: " + std::string(st == VI_ERROR_TMO ? "no answer" : "failed");
+            if (why)
+                *why = "HiSLIP initialize: " +
+                       std::string(st == VI_ERROR_TMO ? "no answer" : "failed");
             return st;
         }
         if (m.h.type == kFatalError) {
-            if (why) *why = "HiSLIP initialize refused: " + std::string(m.payload.begin(), m.payload.end());
+            if (why)
+                *why =
+                    "HiSLIP initialize refused: " + std::string(m.payload.begin(), m.payload.end());
             return fatalStatus(m.h.control);
         }
         if (m.h.type != kInitializeResponse) {
@@ -112,14 +122,16 @@ public:
         if (st >= 0) st = readMessage(async_.get(), kMaxTextPayload, io, &m);
         if (st < 0) return st;
         if (m.h.type != kAsyncInitializeResponse) {
-            if (why) *why = "HiSLIP async initialize: unexpected message " + std::to_string(m.h.type);
+            if (why)
+                *why = "HiSLIP async initialize: unexpected message " + std::to_string(m.h.type);
             return m.h.type == kFatalError ? fatalStatus(m.h.control) : kMalformedReply;
         }
         reader_ = std::thread([this] { readAsync(); });
         return negotiateSize(io);
     }
 
-    ViStatus write(const ViByte* buf, size_t count, bool end, const IoControl& io, size_t* done) override {
+    ViStatus write(const ViByte* buf, size_t count, bool end, const IoControl& io,
+                   size_t* done) override {
         *done = 0;
         if (broken_) return VI_ERROR_CONN_LOST;
         // In synchronized mode a new message replaces the answer not read yet; in overlapped
@@ -129,7 +141,10 @@ public:
             pendingAt_ = 0;
             pendingEnd_ = false;
         }
-        size_t chunk = serverMax_ > kHeaderSize + 1 ? static_cast<size_t>(std::min<uint64_t>(serverMax_ - kHeaderSize, 1u << 24)) : 1;
+        size_t chunk =
+            serverMax_ > kHeaderSize + 1
+                ? static_cast<size_t>(std::min<uint64_t>(serverMax_ - kHeaderSize, 1u << 24))
+                : 1;
         size_t sent = 0;
         do {
             size_t n = std::min(count - sent, chunk);
@@ -149,7 +164,8 @@ public:
         return VI_SUCCESS;
     }
 
-    ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io, size_t* done) override {
+    ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io,
+                  size_t* done) override {
         *done = 0;
         if (count == 0) return VI_SUCCESS_MAX_CNT;
         size_t got = 0;
@@ -187,23 +203,25 @@ public:
                 return st;
             }
             switch (m.h.type) {
-            case kData:
-            case kDataEnd:
-                // Synchronized mode: an answer to a message before the last query is stale.
-                if (!overlap_ && stale(m.h.parameter)) break;
-                pending_ = std::move(m.payload);
-                pendingAt_ = 0;
-                pendingEnd_ = m.h.type == kDataEnd;
-                break;
-            case kInterrupted:
-                pending_.clear();
-                pendingAt_ = 0;
-                break;
-            case kError: return VI_ERROR_IO;
-            case kFatalError:
-                broken_ = true;
-                return VI_ERROR_CONN_LOST;
-            default: break;  // nothing else belongs here; skipped
+                case kData:
+                case kDataEnd:
+                    // Synchronized mode: an answer to a message before the last query is stale.
+                    if (!overlap_ && stale(m.h.parameter)) break;
+                    pending_ = std::move(m.payload);
+                    pendingAt_ = 0;
+                    pendingEnd_ = m.h.type == kDataEnd;
+                    break;
+                case kInterrupted:
+                    pending_.clear();
+                    pendingAt_ = 0;
+                    break;
+                case kError:
+                    return VI_ERROR_IO;
+                case kFatalError:
+                    broken_ = true;
+                    return VI_ERROR_CONN_LOST;
+                default:
+                    break;  // nothing else belongs here; skipped
             }
         }
     }
@@ -211,7 +229,8 @@ public:
     ViStatus clear() override {
         Message ack;
         IoControl io = IoControl::fromTimeout(tmo_, nullptr);
-        ViStatus st = asyncCall(kAsyncDeviceClear, 0, 0, nullptr, 0, kAsyncDeviceClearAcknowledge, io, &ack);
+        ViStatus st =
+            asyncCall(kAsyncDeviceClear, 0, 0, nullptr, 0, kAsyncDeviceClearAcknowledge, io, &ack);
         if (st < 0) return st;
         uint8_t request = wantOverlap_ ? 1 : 0;
         st = sendMessage(sync_.get(), kDeviceClearComplete, request, 0, nullptr, 0, io);
@@ -244,8 +263,8 @@ public:
 
     ViStatus readStb(ViUInt16* stb) override {
         Message m;
-        ViStatus st = asyncCall(kAsyncStatusQuery, takeRmt(), lastSent_, nullptr, 0, kAsyncStatusResponse,
-                                IoControl::fromTimeout(tmo_, nullptr), &m);
+        ViStatus st = asyncCall(kAsyncStatusQuery, takeRmt(), lastSent_, nullptr, 0,
+                                kAsyncStatusResponse, IoControl::fromTimeout(tmo_, nullptr), &m);
         if (st < 0) return st;
         if (stb) *stb = m.h.control;
         return VI_SUCCESS;
@@ -253,7 +272,8 @@ public:
 
     ViStatus assertTrigger(ViUInt16 protocol) override {
         if (protocol != VI_TRIG_PROT_DEFAULT) return VI_ERROR_INV_PROT;
-        ViStatus st = sendMessage(sync_.get(), kTrigger, takeRmt(), messageId_, nullptr, 0, IoControl::fromTimeout(tmo_, nullptr));
+        ViStatus st = sendMessage(sync_.get(), kTrigger, takeRmt(), messageId_, nullptr, 0,
+                                  IoControl::fromTimeout(tmo_, nullptr));
         if (st < 0) return st;
         lastSent_ = messageId_;
         sentQuery(messageId_);
@@ -264,8 +284,8 @@ public:
     ViStatus gpibControlRen(ViUInt16 mode) override {
         if (mode > VI_GPIB_REN_ADDRESS_GTL) return VI_ERROR_INV_MODE;
         Message m;
-        return asyncCall(kAsyncRemoteLocalControl, static_cast<uint8_t>(mode), lastSent_, nullptr, 0,
-                         kAsyncRemoteLocalResponse, IoControl::fromTimeout(tmo_, nullptr), &m);
+        return asyncCall(kAsyncRemoteLocalControl, static_cast<uint8_t>(mode), lastSent_, nullptr,
+                         0, kAsyncRemoteLocalResponse, IoControl::fromTimeout(tmo_, nullptr), &m);
     }
 
     ViStatus lock(ViAccessMode type, ViUInt32 timeout, const std::string& key) override {
@@ -273,19 +293,23 @@ public:
         IoControl io = timeout == VI_TMO_INFINITE ? IoControl::fromTimeout(VI_TMO_INFINITE, nullptr)
                                                   : IoControl::fromTimeout(timeout + 1000, nullptr);
         Message m;
-        ViStatus st = asyncCall(kAsyncLock, 1, timeout == VI_TMO_INFINITE ? 0x7FFFFFFF : timeout, payload.data(),
-                                payload.size(), kAsyncLockResponse, io, &m);
+        ViStatus st = asyncCall(kAsyncLock, 1, timeout == VI_TMO_INFINITE ? 0x7FFFFFFF : timeout,
+                                payload.data(), payload.size(), kAsyncLockResponse, io, &m);
         if (st < 0) return st;
         switch (m.h.control) {
-        case kLockSuccess: return VI_SUCCESS;
-        case kLockFailure: return VI_ERROR_TMO;
-        default: return VI_ERROR_INV_ACCESS_KEY;
+            case kLockSuccess:
+                return VI_SUCCESS;
+            case kLockFailure:
+                return VI_ERROR_TMO;
+            default:
+                return VI_ERROR_INV_ACCESS_KEY;
         }
     }
 
     ViStatus unlock(ViAccessMode) override {
         Message m;
-        ViStatus st = asyncCall(kAsyncLock, 0, lastSent_, nullptr, 0, kAsyncLockResponse, IoControl::fromTimeout(tmo_, nullptr), &m);
+        ViStatus st = asyncCall(kAsyncLock, 0, lastSent_, nullptr, 0, kAsyncLockResponse,
+                                IoControl::fromTimeout(tmo_, nullptr), &m);
         if (st < 0) return st;
         return m.h.control == kLockError ? VI_ERROR_SESN_NLOCKED : VI_SUCCESS;
     }
@@ -294,12 +318,23 @@ public:
         int v = 0;
         socklen_t len = sizeof v;
         switch (attr) {
-        case VI_ATTR_TCPIP_HISLIP_VERSION: *number = serverVersion_; return VI_SUCCESS;
-        case VI_ATTR_TCPIP_HISLIP_OVERLAP_EN: *number = overlap_ ? VI_TRUE : VI_FALSE; return VI_SUCCESS;
-        case VI_ATTR_TCPIP_HISLIP_MAX_MESSAGE_KB: *number = clientMaxKb_; return VI_SUCCESS;
-        case VI_ATTR_TCPIP_NODELAY: getsockopt(sync_.get(), IPPROTO_TCP, TCP_NODELAY, &v, &len); break;
-        case VI_ATTR_TCPIP_KEEPALIVE: getsockopt(sync_.get(), SOL_SOCKET, SO_KEEPALIVE, &v, &len); break;
-        default: return VI_ERROR_NSUP_ATTR;
+            case VI_ATTR_TCPIP_HISLIP_VERSION:
+                *number = serverVersion_;
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_HISLIP_OVERLAP_EN:
+                *number = overlap_ ? VI_TRUE : VI_FALSE;
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_HISLIP_MAX_MESSAGE_KB:
+                *number = clientMaxKb_;
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_NODELAY:
+                getsockopt(sync_.get(), IPPROTO_TCP, TCP_NODELAY, &v, &len);
+                break;
+            case VI_ATTR_TCPIP_KEEPALIVE:
+                getsockopt(sync_.get(), SOL_SOCKET, SO_KEEPALIVE, &v, &len);
+                break;
+            default:
+                return VI_ERROR_NSUP_ATTR;
         }
         *number = v ? VI_TRUE : VI_FALSE;
         return VI_SUCCESS;
@@ -307,39 +342,43 @@ public:
 
     ViStatus setAttribute(ViAttr attr, ViAttrState value) override {
         switch (attr) {
-        case VI_ATTR_TMO_VALUE: tmo_ = static_cast<ViUInt32>(value); return VI_SUCCESS;
-        case VI_ATTR_TCPIP_NODELAY:
-            setNoDelay(sync_.get(), value != VI_FALSE);
-            setNoDelay(async_.get(), value != VI_FALSE);
-            return VI_SUCCESS;
-        case VI_ATTR_TCPIP_KEEPALIVE:
-            setKeepAlive(sync_.get(), value != VI_FALSE);
-            setKeepAlive(async_.get(), value != VI_FALSE);
-            return VI_SUCCESS;
-        case VI_ATTR_TCPIP_HISLIP_OVERLAP_EN:
-            // The mode changes through a device clear that asks for it.
-            wantOverlap_ = value != VI_FALSE;
-            if (wantOverlap_ == overlap_) return VI_SUCCESS;
-            if (ViStatus st = clear(); st < 0) return st;
-            return VI_SUCCESS;
-        case VI_ATTR_TCPIP_HISLIP_MAX_MESSAGE_KB: {
-            ViUInt32 old = clientMaxKb_;
-            clientMaxKb_ = static_cast<ViUInt32>(std::min<ViAttrState>(value, 1u << 22));
-            ViStatus st = negotiateSize(IoControl::fromTimeout(tmo_, nullptr));
-            if (st < 0) clientMaxKb_ = old;
-            return st;
-        }
-        default: return VI_SUCCESS;
+            case VI_ATTR_TMO_VALUE:
+                tmo_ = static_cast<ViUInt32>(value);
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_NODELAY:
+                setNoDelay(sync_.get(), value != VI_FALSE);
+                setNoDelay(async_.get(), value != VI_FALSE);
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_KEEPALIVE:
+                setKeepAlive(sync_.get(), value != VI_FALSE);
+                setKeepAlive(async_.get(), value != VI_FALSE);
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_HISLIP_OVERLAP_EN:
+                // The mode changes through a device clear that asks for it.
+                wantOverlap_ = value != VI_FALSE;
+                if (wantOverlap_ == overlap_) return VI_SUCCESS;
+                if (ViStatus st = clear(); st < 0) return st;
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_HISLIP_MAX_MESSAGE_KB: {
+                ViUInt32 old = clientMaxKb_;
+                clientMaxKb_ = static_cast<ViUInt32>(std::min<ViAttrState>(value, 1u << 22));
+                ViStatus st = negotiateSize(IoControl::fromTimeout(tmo_, nullptr));
+                if (st < 0) clientMaxKb_ = old;
+                return st;
+            }
+            default:
+                return VI_SUCCESS;
         }
     }
 
-private:
+  private:
     uint64_t clientMax() const { return uint64_t{clientMaxKb_} * 1024; }
 
     // Whether id answers one of our recent queries other than the last. Ids that a server
     // makes up on its own are not taken for stale.
     bool stale(uint32_t id) const {
-        return id != lastQuery_ && std::find(recentQueries_.begin(), recentQueries_.end(), id) != recentQueries_.end();
+        return id != lastQuery_ &&
+               std::find(recentQueries_.begin(), recentQueries_.end(), id) != recentQueries_.end();
     }
 
     void sentQuery(uint32_t id) {
@@ -366,7 +405,8 @@ private:
         uint64_t mine = clientMax();
         for (int i = 0; i < 8; ++i) size[i] = static_cast<uint8_t>(mine >> (56 - 8 * i));
         Message m;
-        ViStatus st = asyncCall(kAsyncMaximumMessageSize, 0, 0, size, 8, kAsyncMaximumMessageSizeResponse, io, &m);
+        ViStatus st = asyncCall(kAsyncMaximumMessageSize, 0, 0, size, 8,
+                                kAsyncMaximumMessageSizeResponse, io, &m);
         if (st < 0) return st;
         if (m.payload.size() != 8) return kMalformedReply;
         uint64_t theirs = 0;
@@ -376,8 +416,8 @@ private:
     }
 
     // One request on the asynchronous channel and the reply of the expected type.
-    ViStatus asyncCall(uint8_t type, uint8_t control, uint32_t parameter, const void* payload, size_t size,
-                       uint8_t expect, const IoControl& io, Message* reply) {
+    ViStatus asyncCall(uint8_t type, uint8_t control, uint32_t parameter, const void* payload,
+                       size_t size, uint8_t expect, const IoControl& io, Message* reply) {
         std::lock_guard<std::mutex> one(callMutex_);
         {
             std::lock_guard<std::mutex> lock(m_);
@@ -398,8 +438,11 @@ private:
                 if (m.h.type == kError) return VI_ERROR_IO;
             }
             if (asyncBroken_) return VI_ERROR_CONN_LOST;
-            if (io.infinite) cv_.wait(lock);
-            else if (cv_.wait_until(lock, io.deadline) == std::cv_status::timeout && replies_.empty()) return VI_ERROR_TMO;
+            if (io.infinite)
+                cv_.wait(lock);
+            else if (cv_.wait_until(lock, io.deadline) == std::cv_status::timeout &&
+                     replies_.empty())
+                return VI_ERROR_TMO;
         }
     }
 
@@ -457,8 +500,8 @@ private:
 
 }  // namespace
 
-ViStatus openHislip(const ResourceName& name, const Settings& s, ViUInt32 openTimeout, EventSink* events,
-                    std::unique_ptr<Link>* link, std::string* why) {
+ViStatus openHislip(const ResourceName& name, const Settings& s, ViUInt32 openTimeout,
+                    EventSink* events, std::unique_ptr<Link>* link, std::string* why) {
     std::string sub;
     uint16_t port = 0;
     if (!hislipDevice(name.lanDevice, &sub, &port)) return VI_ERROR_INV_RSRC_NAME;
@@ -472,7 +515,8 @@ ViStatus openHislip(const ResourceName& name, const Settings& s, ViUInt32 openTi
     // The asynchronous channel goes to the very address that answered.
     Endpoint peer;
     peer.size = sizeof peer.addr;
-    if (getpeername(fd.get(), reinterpret_cast<sockaddr*>(&peer.addr), &peer.size) == 0) eps = {peer};
+    if (getpeername(fd.get(), reinterpret_cast<sockaddr*>(&peer.addr), &peer.size) == 0)
+        eps = {peer};
     auto l = std::make_unique<HislipLink>(std::move(fd), events);
     st = l->connect(eps, sub, io, why);
     if (st < 0) return st;

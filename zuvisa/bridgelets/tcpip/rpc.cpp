@@ -16,12 +16,18 @@ constexpr uint32_t kLastFragment = 0x80000000u;
 
 const char* acceptText(uint32_t stat) {
     switch (stat) {
-    case kProgUnavail: return "program unavailable";
-    case kProgMismatch: return "program version mismatch";
-    case kProcUnavail: return "procedure unavailable";
-    case kGarbageArgs: return "garbage arguments";
-    case kSystemErr: return "system error";
-    default: return "unknown accept status";
+        case kProgUnavail:
+            return "program unavailable";
+        case kProgMismatch:
+            return "program version mismatch";
+        case kProcUnavail:
+            return "procedure unavailable";
+        case kGarbageArgs:
+            return "garbage arguments";
+        case kSystemErr:
+            return "system error";
+        default:
+            return "unknown accept status";
     }
 }
 
@@ -63,8 +69,8 @@ bool decodeCall(XdrReader& r, Call* c) {
     return r.ok();
 }
 
-std::vector<uint8_t> encodeReply(uint32_t xid, AcceptStat stat, const std::vector<uint8_t>& results, uint32_t low,
-                                 uint32_t high) {
+std::vector<uint8_t> encodeReply(uint32_t xid, AcceptStat stat, const std::vector<uint8_t>& results,
+                                 uint32_t low, uint32_t high) {
     XdrWriter w;
     w.bytes().reserve(24 + results.size());
     w.u32(xid);
@@ -124,9 +130,11 @@ ViStatus readRecord(int fd, size_t maxSize, const IoControl& io, std::vector<uin
         uint8_t head[4];
         ViStatus st = recvExact(fd, head, 4, io);
         if (st < 0) return st;
-        uint32_t mark = (uint32_t{head[0]} << 24) | (uint32_t{head[1]} << 16) | (uint32_t{head[2]} << 8) | head[3];
+        uint32_t mark = (uint32_t{head[0]} << 24) | (uint32_t{head[1]} << 16) |
+                        (uint32_t{head[2]} << 8) | head[3];
         size_t len = mark & ~kLastFragment;
-        if (len > maxSize - out->size() || (len == 0 && !(mark & kLastFragment))) return kMalformedReply;
+        if (len > maxSize - out->size() || (len == 0 && !(mark & kLastFragment)))
+            return kMalformedReply;
         size_t at = out->size();
         out->resize(at + len);
         st = recvExact(fd, out->data() + at, len, io);

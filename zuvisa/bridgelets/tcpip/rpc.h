@@ -25,7 +25,14 @@ inline constexpr size_t kMaxRecord = (1u << 20) + 4096;
 // Longest credential or verifier body RPC allows.
 inline constexpr size_t kMaxAuth = 400;
 
-enum AcceptStat : uint32_t { kSuccess = 0, kProgUnavail = 1, kProgMismatch = 2, kProcUnavail = 3, kGarbageArgs = 4, kSystemErr = 5 };
+enum AcceptStat : uint32_t {
+    kSuccess = 0,
+    kProgUnavail = 1,
+    kProgMismatch = 2,
+    kProcUnavail = 3,
+    kGarbageArgs = 4,
+    kSystemErr = 5
+};
 
 struct Call {
     uint32_t xid = 0, program = 0, version = 0, procedure = 0;
