@@ -137,7 +137,7 @@ void onClient(AvahiClient*, int, void*) {}
 
 bool browseServices(const std::vector<std::string>& types,
                     std::chrono::steady_clock::time_point deadline, std::vector<ServiceFound>* out,
-                    std::string* why) {
+                    std::string* why, const std::atomic<bool>* cancel) {
     const Api& a = api();
     if (!a.ok) {
         if (why) *why = a.why;
@@ -167,7 +167,7 @@ bool browseServices(const std::vector<std::string>& types,
     // Until every browser has told what it knows and every service is resolved, or time is up.
     while (std::chrono::steady_clock::now() < deadline &&
            (b.pendingBrowsers > 0 || b.pendingResolvers > 0)) {
-        if (a.pollIterate(poll, 10) != 0) break;
+        if ((cancel && *cancel) || a.pollIterate(poll, 10) != 0) break;
     }
     for (AvahiServiceResolver* r : b.resolvers) a.resolverFree(r);
     std::vector<ServiceFound> once;

@@ -2,6 +2,7 @@
 // same where Avahi is missing, and then says so.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <string>
 #include <vector>
@@ -22,6 +23,6 @@ struct ServiceFound {
 // not running").
 bool browseServices(const std::vector<std::string>& types,
                     std::chrono::steady_clock::time_point deadline, std::vector<ServiceFound>* out,
-                    std::string* why);
+                    std::string* why, const std::atomic<bool>* cancel = nullptr);
 
 }  // namespace zuvisa::tcpip

@@ -38,7 +38,8 @@ void addUnique(std::vector<std::string>& out, const std::string& name) {
 // Sends a portmapper GETPORT for the VXI-11 core on every IPv4 interface that can broadcast
 // and collects who answers until the deadline.
 MethodReport broadcast(const DiscoverySettings& s, Clock::time_point deadline,
-                       std::vector<std::string>& out) {
+                       std::vector<std::string>& out,
+                       const std::atomic<bool>* cancel) {
     MethodReport rep{"VXI-11 broadcast", "", 0};
     ifaddrs* ifs = nullptr;
     if (getifaddrs(&ifs) != 0) {
@@ -100,7 +101,8 @@ MethodReport broadcast(const DiscoverySettings& s, Clock::time_point deadline,
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
         if (left <= 0) break;
         pollfd p{fd.get(), POLLIN, 0};
-        if (::poll(&p, 1, static_cast<int>(left)) <= 0) continue;
+        if (cancel && *cancel) break;
+        if (::poll(&p, 1, static_cast<int>(std::min<long long>(left, 20))) <= 0) continue;
         sockaddr_in from{};
         socklen_t len = sizeof from;
         ssize_t n =
@@ -121,12 +123,13 @@ MethodReport broadcast(const DiscoverySettings& s, Clock::time_point deadline,
     return rep;
 }
 
-MethodReport mdns(Clock::time_point deadline, std::vector<std::string>& out) {
+MethodReport mdns(Clock::time_point deadline, std::vector<std::string>& out,
+                  const std::atomic<bool>* cancel) {
     MethodReport rep{"mDNS", "", 0};
     std::vector<std::string> types(std::begin(kServiceTypes), std::end(kServiceTypes));
     std::vector<ServiceFound> found;
     std::string why;
-    if (!browseServices(types, deadline, &found, &why)) {
+    if (!browseServices(types, deadline, &found, &why, cancel)) {
         rep.outcome = why;
         return rep;
     }
@@ -159,7 +162,7 @@ std::string resourceForService(const std::string& type, const std::string& addre
     return {};
 }
 
-DiscoveryResult discoverOnce(const DiscoverySettings& s) {
+DiscoveryResult discoverOnce(const DiscoverySettings& s, const std::atomic<bool>* cancel) {
     DiscoveryResult res;
     Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(s.windowMs);
     MethodReport conf{"configuration", "", 0};
@@ -173,8 +176,8 @@ DiscoveryResult discoverOnce(const DiscoverySettings& s) {
     MethodReport b{"VXI-11 broadcast", "switched off in the configuration", 0};
     MethodReport m{"mDNS", "switched off in the configuration", 0};
     std::thread mdnsThread;
-    if (s.mdns) mdnsThread = std::thread([&] { m = mdns(deadline, fromMdns); });
-    if (s.broadcast) b = broadcast(s, deadline, fromBroadcast);
+    if (s.mdns) mdnsThread = std::thread([&] { m = mdns(deadline, fromMdns, cancel); });
+    if (s.broadcast) b = broadcast(s, deadline, fromBroadcast, cancel);
     if (mdnsThread.joinable()) mdnsThread.join();
     for (const std::string& n : fromBroadcast) addUnique(res.resources, n);
     for (const std::string& n : fromMdns) addUnique(res.resources, n);
@@ -190,6 +193,7 @@ Discoverer::Discoverer(DiscoverySettings s) : settings_(std::move(s)) {
 }
 
 Discoverer::~Discoverer() {
+    stop_ = true;
     std::unique_lock<std::mutex> lock(m_);
     cv_.wait(lock, [&] { return !running_; });
     lock.unlock();
@@ -208,7 +212,7 @@ void Discoverer::startLocked() {
     everRan_ = true;
     started_ = Clock::now();
     thread_ = std::thread([this] {
-        DiscoveryResult r = discoverOnce(settings_);
+        DiscoveryResult r = discoverOnce(settings_, &stop_);
         std::lock_guard<std::mutex> lock(m_);
         last_ = std::move(r.resources);
         running_ = false;

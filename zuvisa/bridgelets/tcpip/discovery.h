@@ -3,6 +3,7 @@
 // Each method reports what it did, so that an empty result can be explained.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -31,8 +32,8 @@ struct DiscoveryResult {
     std::vector<MethodReport> reports;
 };
 
-// One round of every method, blocking for at most the window.
-DiscoveryResult discoverOnce(const DiscoverySettings& s);
+// One round of every method, blocking for at most the window (less when cancel is raised).
+DiscoveryResult discoverOnce(const DiscoverySettings& s, const std::atomic<bool>* cancel = nullptr);
 
 // The resource name a VXI-11 broadcast answer or an mDNS service stands for.
 std::string resourceForService(const std::string& type, const std::string& address, bool ipv6,
@@ -57,6 +58,7 @@ class Discoverer {
     DiscoverySettings settings_;
     std::mutex m_;
     std::condition_variable cv_;
+    std::atomic<bool> stop_{false};  // ends a running round early when the bridgelet goes
     bool running_ = false;
     bool everRan_ = false;
     std::chrono::steady_clock::time_point started_{};
