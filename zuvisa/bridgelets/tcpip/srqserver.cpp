@@ -91,6 +91,7 @@ void SrqServer::run() {
         for (const Fd& c : clients) fds.push_back({c.get(), POLLIN, 0});
         if (::poll(fds.data(), fds.size(), -1) < 0) continue;
         if (fds[0].revents) break;
+        const size_t polled = clients.size();  // a client accepted now has no poll entry yet
         if (fds[1].revents & POLLIN) {
             int c = ::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
             if (c >= 0 && clients.size() < 64)
@@ -101,7 +102,7 @@ void SrqServer::run() {
         std::vector<Fd> keep;
         for (size_t i = 0; i < clients.size(); ++i) {
             bool alive = true;
-            if (fds[i + 2].revents) {
+            if (i < polled && fds[i + 2].revents) {
                 std::vector<uint8_t> record;
                 // A record arrives whole or the instrument is dropped: it may not stall us.
                 if (rpc::readRecord(clients[i].get(), kMaxSrqRecord,
