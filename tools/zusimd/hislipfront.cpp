@@ -30,7 +30,6 @@ struct Session : EventSink {
     std::mutex asyncSend;
     std::atomic<int> asyncFd{-1};
     std::atomic<bool> overlap{false};
-    std::atomic<bool> closed{false};
     std::atomic<uint64_t> clientMax{kMaxMessage};
     std::unique_ptr<Link> link;  // last: destroyed first
 
@@ -214,7 +213,6 @@ class HislipFrontend : public Frontend {
                     break;
             }
         }
-        session->closed = true;
         {
             std::lock_guard<std::mutex> lock(session->asyncSend);
             if (session->asyncFd >= 0) ::shutdown(session->asyncFd, SHUT_RDWR);

@@ -141,7 +141,7 @@ class Vxi11Frontend : public Frontend {
             return rpc::encodeReply(c.xid, rpc::kProgMismatch, {}, 2, 4);
         XdrWriter out;
         if (c.procedure == 0) return rpc::encodeReply(c.xid, rpc::kSuccess, {});
-        if (c.procedure != rpc::kPortmapGetPort)
+        if (c.procedure != (c.version == 2 ? rpc::kPortmapGetPort : rpc::kRpcbindGetAddr))
             return rpc::encodeReply(c.xid, rpc::kProcUnavail, {});
         if (c.version == 2) {
             uint32_t prog = r.u32(), vers = r.u32(), prot = r.u32();

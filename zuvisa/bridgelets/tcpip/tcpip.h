@@ -9,6 +9,7 @@
 //   PortmapperPort = 111     ; where VXI-11 asks for the core channel
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
