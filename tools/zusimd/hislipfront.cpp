@@ -61,16 +61,15 @@ ViStatus sendMessage(int fd, uint8_t type, uint8_t control, uint32_t param, cons
 }
 
 // Reads one message; its payload must fit max.
-ViStatus readMessage(int fd, uint64_t max, const std::atomic<bool>& stop, Header* h,
+ViStatus readMessage(StreamReader& in, uint64_t max, const std::atomic<bool>& stop, Header* h,
                      std::vector<uint8_t>* payload) {
     uint8_t head[kHeaderSize];
-    IoControl forever = IoControl::fromTimeout(VI_TMO_INFINITE, &stop);
-    ViStatus st = recvExact(fd, head, kHeaderSize, forever);
+    ViStatus st = in.readExact(head, kHeaderSize, IoControl::fromTimeout(VI_TMO_INFINITE, &stop));
     if (st < 0) return st;
     if (!decodeHeader(head, h)) return VI_ERROR_INV_FMT;
     if (h->length > max) return VI_ERROR_ALLOC;
     payload->resize(h->length);
-    return recvExact(fd, payload->data(), payload->size(), IoControl::fromTimeout(5000, &stop));
+    return in.readExact(payload->data(), payload->size(), IoControl::fromTimeout(5000, &stop));
 }
 
 void fatal(int fd, uint8_t code, const std::string& text) {
@@ -103,14 +102,15 @@ class HislipFrontend : public Frontend {
         setNoDelay(fd, true);
         Header h;
         std::vector<uint8_t> payload;
-        if (readMessage(fd, 256, server_.stopping(), &h, &payload) < 0) {
+        StreamReader in(fd);
+        if (readMessage(in, 256, server_.stopping(), &h, &payload) < 0) {
             logLine("HiSLIP " + peer + ": no initialize");
             return;
         }
         if (h.type == kInitialize)
-            serveSync(fd, peer, h, std::string(payload.begin(), payload.end()));
+            serveSync(in, peer, h, std::string(payload.begin(), payload.end()));
         else if (h.type == kAsyncInitialize)
-            serveAsync(fd, peer, static_cast<uint16_t>(h.parameter));
+            serveAsync(in, peer, static_cast<uint16_t>(h.parameter));
         else {
             fatal(fd, kFatalNoChannelPair, "first message must initialize");
             logLine("HiSLIP " + peer + ": refused, first message of type " +
@@ -118,7 +118,8 @@ class HislipFrontend : public Frontend {
         }
     }
 
-    void serveSync(int fd, const std::string& peer, const Header& init, const std::string& sub) {
+    void serveSync(StreamReader& in, const std::string& peer, const Header& init, const std::string& sub) {
+        int fd = in.fd();
         const Served* s = bench_.byHislipDevice(sub);
         if (!s) {
             fatal(fd, kFatalInvalidInit, "no instrument " + sub);
@@ -164,8 +165,13 @@ class HislipFrontend : public Frontend {
                 if (n == 0) break;
                 sendMessage(fd, st == VI_SUCCESS ? kDataEnd : kData, 0, answerId, buf.data(), n);
             }
-            pollfd p{fd, POLLIN, 0};
-            int rc = ::poll(&p, 1, 10);
+            // Waits for the client only when nothing of it is buffered; meanwhile answers
+            // that come late (delayed actions) go out.
+            int rc = 1;
+            if (in.buffered() == 0) {
+                pollfd p{fd, POLLIN, 0};
+                rc = ::poll(&p, 1, 10);
+            }
             if (stop) {
                 end = "server stopped";
                 break;
@@ -173,7 +179,7 @@ class HislipFrontend : public Frontend {
             if (rc <= 0) continue;
             Header h;
             std::vector<uint8_t> payload;
-            ViStatus st = readMessage(fd, kMaxMessage, stop, &h, &payload);
+            ViStatus st = readMessage(in, kMaxMessage, stop, &h, &payload);
             if (st == VI_ERROR_INV_FMT) {
                 fatal(fd, kFatalBadHeader, "bad header");
                 end = "bad header";
@@ -226,7 +232,8 @@ class HislipFrontend : public Frontend {
                 s->hislipDevice + "): " + std::to_string(messages) + " message(s), " + end);
     }
 
-    void serveAsync(int fd, const std::string& peer, uint16_t id) {
+    void serveAsync(StreamReader& in, const std::string& peer, uint16_t id) {
+        int fd = in.fd();
         std::shared_ptr<Session> session;
         {
             std::lock_guard<std::mutex> lock(m_);
@@ -247,7 +254,7 @@ class HislipFrontend : public Frontend {
         for (;;) {
             Header h;
             std::vector<uint8_t> payload;
-            ViStatus st = readMessage(fd, 4096, stop, &h, &payload);
+            ViStatus st = readMessage(in, 4096, stop, &h, &payload);
             if (st < 0) break;
             ++messages;
             switch (h.type) {

@@ -261,11 +261,12 @@ class Vxi11Frontend : public Frontend {
     void serveCore(int fd, const std::string& peer) {
         Connection conn;
         setNoDelay(fd, true);
+        StreamReader in(fd);
         const std::atomic<bool>& stop = core_.stopping();
         std::string end = "closed by the client";
         for (;;) {
             std::vector<uint8_t> record;
-            ViStatus st = rpc::readRecord(fd, rpc::kMaxRecord,
+            ViStatus st = rpc::readRecord(in, rpc::kMaxRecord,
                                           IoControl::fromTimeout(VI_TMO_INFINITE, &stop), &record);
             if (st < 0) {
                 if (stop)

@@ -57,13 +57,13 @@ ViStatus sendMessage(int fd, uint8_t type, uint8_t control, uint32_t parameter, 
 }
 
 // Reads one whole message whose payload may be at most maxPayload bytes.
-ViStatus readMessage(int fd, uint64_t maxPayload, const IoControl& io, Message* m) {
+ViStatus readMessage(StreamReader& in, uint64_t maxPayload, const IoControl& io, Message* m) {
     uint8_t head[kHeaderSize];
-    ViStatus st = recvExact(fd, head, kHeaderSize, io);
+    ViStatus st = in.readExact(head, kHeaderSize, io);
     if (st < 0) return st;
     if (!decodeHeader(head, &m->h) || m->h.length > maxPayload) return kMalformedReply;
     m->payload.resize(m->h.length);
-    return recvExact(fd, m->payload.data(), m->payload.size(), io);
+    return in.readExact(m->payload.data(), m->payload.size(), io);
 }
 
 ViStatus fatalStatus(uint8_t code) {
@@ -94,7 +94,7 @@ class HislipLink : public Link {
         ViStatus st = sendMessage(sync_.get(), kInitialize, 0, (uint32_t{kVersion} << 16) | kVendor,
                                   subAddress.data(), subAddress.size(), io);
         Message m;
-        if (st >= 0) st = readMessage(sync_.get(), kMaxTextPayload, io, &m);
+        if (st >= 0) st = readMessage(in_, kMaxTextPayload, io, &m);
         if (st < 0) {
             if (why)
                 *why = "HiSLIP initialize: " +
@@ -119,7 +119,8 @@ class HislipLink : public Link {
         if (st < 0) return st;
         setNoDelay(async_.get(), true);
         st = sendMessage(async_.get(), kAsyncInitialize, 0, sessionId_, nullptr, 0, io);
-        if (st >= 0) st = readMessage(async_.get(), kMaxTextPayload, io, &m);
+        StreamReader direct(async_.get(), 0);  // the reader thread takes the channel over
+        if (st >= 0) st = readMessage(direct, kMaxTextPayload, io, &m);
         if (st < 0) return st;
         if (m.h.type != kAsyncInitializeResponse) {
             if (why)
@@ -197,7 +198,7 @@ class HislipLink : public Link {
             if (got == count) return VI_SUCCESS_MAX_CNT;
             if (broken_) return VI_ERROR_CONN_LOST;
             Message m;
-            ViStatus st = readMessage(sync_.get(), clientMax(), io, &m);
+            ViStatus st = readMessage(in_, clientMax(), io, &m);
             if (st < 0) {
                 if (st == VI_ERROR_CONN_LOST || st == kMalformedReply) broken_ = true;
                 return st;
@@ -237,7 +238,7 @@ class HislipLink : public Link {
         if (st < 0) return st;
         for (;;) {
             Message m;
-            st = readMessage(sync_.get(), clientMax(), io, &m);
+            st = readMessage(in_, clientMax(), io, &m);
             if (st < 0) {
                 if (st == VI_ERROR_CONN_LOST || st == kMalformedReply) broken_ = true;
                 return st;
@@ -448,9 +449,10 @@ class HislipLink : public Link {
 
     void readAsync() {
         IoControl forever = IoControl::fromTimeout(VI_TMO_INFINITE, &stop_);
+        StreamReader asyncIn(async_.get(), 4096);
         while (!stop_) {
             Message m;
-            ViStatus st = readMessage(async_.get(), kMaxTextPayload, forever, &m);
+            ViStatus st = readMessage(asyncIn, kMaxTextPayload, forever, &m);
             if (st < 0) {
                 std::lock_guard<std::mutex> lock(m_);
                 asyncBroken_ = true;
@@ -472,6 +474,7 @@ class HislipLink : public Link {
     }
 
     Fd sync_, async_;
+    StreamReader in_{sync_.get()};  // the synchronous channel's messages
     EventSink* sink_;
     std::thread reader_;
     std::atomic<bool> stop_{false};

@@ -236,6 +236,28 @@ ViStatus recvExact(int fd, void* data, size_t size, const IoControl& io) {
     return VI_SUCCESS;
 }
 
+ViStatus StreamReader::readExact(void* data, size_t size, const IoControl& io) {
+    if (buf_.empty()) return recvExact(fd_, data, size, io);
+    uint8_t* out = static_cast<uint8_t*>(data);
+    while (size > 0) {
+        if (start_ < end_) {
+            size_t n = std::min(size, end_ - start_);
+            std::memcpy(out, buf_.data() + start_, n);
+            start_ += n;
+            out += n;
+            size -= n;
+            continue;
+        }
+        start_ = end_ = 0;
+        if (size >= buf_.size()) return recvExact(fd_, out, size, io);  // large: no copy
+        size_t got = 0;
+        ViStatus st = recvSome(fd_, buf_.data(), buf_.size(), io, &got);
+        if (st < 0) return st;
+        end_ = got;
+    }
+    return VI_SUCCESS;
+}
+
 size_t pendingBytes(int fd) {
     int n = 0;
     if (ioctl(fd, FIONREAD, &n) != 0 || n < 0) return 0;

@@ -71,6 +71,22 @@ ViStatus sendTwo(int fd, const void* a, size_t na, const void* b, size_t nb, con
 ViStatus recvSome(int fd, void* data, size_t size, const IoControl& io, size_t* got);
 // Receives exactly size bytes.
 ViStatus recvExact(int fd, void* data, size_t size, const IoControl& io);
+// Exact reads from a stream socket through a buffer of its own, so that a header and what
+// follows it usually come in one receive. Capacity 0 reads straight from the socket, for a
+// connection that another reader takes over later.
+class StreamReader {
+public:
+    explicit StreamReader(int fd, size_t capacity = 16 * 1024) : fd_(fd), buf_(capacity) {}
+    ViStatus readExact(void* data, size_t size, const IoControl& io);
+    size_t buffered() const { return end_ - start_; }
+    int fd() const { return fd_; }
+
+private:
+    int fd_;
+    std::vector<uint8_t> buf_;
+    size_t start_ = 0, end_ = 0;
+};
+
 // Bytes waiting to be read now, without blocking.
 size_t pendingBytes(int fd);
 

@@ -58,10 +58,14 @@ ViStatus decodeReply(XdrReader& r, uint32_t xid, std::string* why);
 // record, or a fragment marked empty without end, is kMalformedReply.
 ViStatus writeRecord(int fd, const std::vector<uint8_t>& body, const IoControl& io);
 ViStatus readRecord(int fd, size_t maxSize, const IoControl& io, std::vector<uint8_t>* out);
+ViStatus readRecord(StreamReader& in, size_t maxSize, const IoControl& io, std::vector<uint8_t>* out);
 
 // One call and its reply on a connected stream socket: the reply body in *reply, the reader
 // to use positioned by decodeReply.
 ViStatus callTcp(int fd, const Call& call, const std::vector<uint8_t>& args, const IoControl& io,
+                 std::vector<uint8_t>* reply, std::string* why);
+// The same, with replies read through the connection's own reader.
+ViStatus callTcp(StreamReader& in, const Call& call, const std::vector<uint8_t>& args, const IoControl& io,
                  std::vector<uint8_t>* reply, std::string* why);
 
 // A fresh transaction id.

@@ -358,7 +358,7 @@ class Vxi11Link : public Link {
                   std::vector<uint8_t>* reply, std::string* why) {
         if (broken_) return VI_ERROR_CONN_LOST;
         rpc::Call c{rpc::nextXid(), kCoreProgram, kVersion, proc};
-        ViStatus st = rpc::callTcp(core_.get(), c, args.bytes(), io, reply, why);
+        ViStatus st = rpc::callTcp(in_, c, args.bytes(), io, reply, why);
         if (st == VI_ERROR_ABORT) {
             sendAbort();
             // The interrupted call's reply is skipped by the next call (another transaction id).
@@ -404,6 +404,7 @@ class Vxi11Link : public Link {
     }
 
     Fd core_;
+    StreamReader in_{core_.get()};  // the core channel's replies
     Fd abort_;
     Endpoint peer_;
     std::shared_ptr<SrqServer> srq_;
