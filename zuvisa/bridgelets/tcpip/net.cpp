@@ -224,6 +224,13 @@ ViStatus recvSome(int fd, void* data, size_t size, const IoControl& io, size_t* 
     }
 }
 
+ViStatus recvAfterWait(int fd, void* data, size_t size, const IoControl& io, size_t* got) {
+    *got = 0;
+    ViStatus st = waitFor(fd, POLLIN, io);
+    if (st < 0) return st;
+    return recvSome(fd, data, size, io, got);
+}
+
 ViStatus recvExact(int fd, void* data, size_t size, const IoControl& io) {
     char* p = static_cast<char*>(data);
     size_t have = 0;
@@ -251,7 +258,8 @@ ViStatus StreamReader::readExact(void* data, size_t size, const IoControl& io) {
         start_ = end_ = 0;
         if (size >= buf_.size()) return recvExact(fd_, out, size, io);  // large: no copy
         size_t got = 0;
-        ViStatus st = recvSome(fd_, buf_.data(), buf_.size(), io, &got);
+        // An empty buffer mostly means the peer has not answered yet.
+        ViStatus st = recvAfterWait(fd_, buf_.data(), buf_.size(), io, &got);
         if (st < 0) return st;
         end_ = got;
     }

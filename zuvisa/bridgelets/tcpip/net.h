@@ -69,6 +69,9 @@ ViStatus sendAll(int fd, const void* data, size_t size, const IoControl& io,
 ViStatus sendTwo(int fd, const void* a, size_t na, const void* b, size_t nb, const IoControl& io);
 // Receives at least one byte and at most size. VI_ERROR_CONN_LOST at the end of the stream.
 ViStatus recvSome(int fd, void* data, size_t size, const IoControl& io, size_t* got);
+// The same, waiting first: for an answer that cannot have arrived yet (just after a request),
+// which saves the receive that would find nothing.
+ViStatus recvAfterWait(int fd, void* data, size_t size, const IoControl& io, size_t* got);
 // Receives exactly size bytes.
 ViStatus recvExact(int fd, void* data, size_t size, const IoControl& io);
 // Exact reads from a stream socket through a buffer of its own, so that a header and what

@@ -24,6 +24,7 @@ class SocketLink : public Link {
     ViStatus write(const ViByte* buf, size_t count, bool end, const IoControl& io,
                    size_t* done) override {
         *done = 0;
+        justWrote_ = true;
         if (!end && out_.size() + count < kOutHold) {
             out_.insert(out_.end(), buf, buf + count);
             *done = count;
@@ -79,10 +80,14 @@ class SocketLink : public Link {
                 // Large reads go straight to the caller's buffer.
                 st = recvSome(fd_.get(), buf + got, count - got, io, &n);
                 got += n;
+            } else if (justWrote_) {
+                st = recvAfterWait(fd_.get(), in_.data(), in_.size(), io, &n);
+                end_ = n;
             } else {
                 st = recvSome(fd_.get(), in_.data(), in_.size(), io, &n);
                 end_ = n;
             }
+            justWrote_ = false;
             if (st < 0) {
                 *done = got;
                 // The peer closed after a whole message: that was its end.
@@ -198,6 +203,7 @@ class SocketLink : public Link {
     size_t start_ = 0, end_ = 0;
     std::vector<ViByte> out_;
     ViUInt16 protocol_ = VI_PROT_NORMAL;
+    bool justWrote_ = false;  // the next read waits before it receives
 };
 
 }  // namespace
