@@ -39,7 +39,7 @@ const int kGrey = 0xC0C0C0;
 // second one, which a sheet group stacks upwards.
 const int kSessionGroupTop = 8, kSessionGroupLeft = 8;
 const int kCloseRowHeight = 48;  // below the session group: the Close button
-const int kTabGroupTop = 32, kTabGroupLeft = 6;
+const int kTabGroupTop = 26, kTabGroupLeft = 6;
 
 // Sizes of the first template's panels, kept for every later one.
 bool sizesKnown = false;

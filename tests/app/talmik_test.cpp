@@ -41,7 +41,7 @@ protected:
         useConfig("[Bridgelets]\nsim = True\n");
     }
     void TearDown() override {
-        EXPECT_TRUE(UiTest_Failures().empty()) << UiTest_Failures().front();
+        for (const std::string& f : UiTest_Failures()) ADD_FAILURE() << f;
         VisaLib_Unload();
         UiTest_Reset();
         numWindows = 0;
@@ -307,6 +307,34 @@ TEST_F(Talmik, AboutShowsTheVisaLibrary) {
         EXPECT_EQ(dimmed, 0);
     });
     EXPECT_EQ(talmik_main(0), 0);
+}
+
+TEST_F(Talmik, SessionWindowsStartWithTheProgramAndCloseFromItsMenu) {
+    closeMainWindowThen([] {
+        EXPECT_EQ(windowBits, 0x7FFu);  // the first templates, built at start-up
+        int menuBar = GetPanelMenuBar(rsrcpanel);
+        int dimmed = 0;
+        GetMenuBarAttribute(menuBar, MENUBAR_FILE_CLOSEALL, ATTR_DIMMED, &dimmed);
+        EXPECT_EQ(dimmed, 1);  // nothing to close yet
+        ASSERT_EQ(OpenVisaSession("GPIB0::22::INSTR"), 1);
+        ASSERT_EQ(OpenVisaSession("ASRL1::INSTR"), 1);
+        SetMenuBarAttribute(menuBar, MENUBAR_FILE_CLOSEALL, ATTR_DIMMED, 0);  // as an open from the browser does
+        ASSERT_EQ(UiTest_ChooseMenuItem(menuBar, MENUBAR_FILE_CLOSEALL), 0);
+        EXPECT_EQ(numWindows, 0);
+        GetMenuBarAttribute(menuBar, MENUBAR_FILE_CLOSEALL, ATTR_DIMMED, &dimmed);
+        EXPECT_EQ(dimmed, 1);
+        ASSERT_EQ(OpenVisaSession("GPIB0::22::INSTR"), 1);  // left open: shutdown closes it
+        UiTest_AnswerConfirm(1);
+    });
+    EXPECT_EQ(talmik_main(0), 0);
+    EXPECT_EQ(numWindows, 0);
+    EXPECT_EQ(componentRM, static_cast<ViSession>(VI_NULL));
+    EXPECT_EQ(tmrpanel, 0);
+    // The hook asks for the help viewer to be told to quit at exit.
+    helpUsed = 0;
+    EXPECT_EQ(talmikExtCB(HOOK_HELP_VIEWER_STARTED), HOOK_HELP_VIEWER_STARTED);
+    EXPECT_EQ(helpUsed, 1);
+    EXPECT_EQ(talmikExtCB(77), 77);
 }
 
 TEST(VisaVersion, Formatting) {

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <string>
 #include <vector>
 
+#include "controls/sheets.h"
 #include "session/sessionrecord.h"
 #include "tests/support/sessionbench.h"
 
@@ -284,6 +286,122 @@ TEST_F(SessionWindow, EveryKindGetsItsTabsAndOperations) {
         DiscardPanel(window);
     }
     EXPECT_EQ(numWindows, 0);
+}
+
+// The tab label controls of a panel, in sheet order.
+std::vector<int> tabLabels(int panel) {
+    std::vector<int> labels;
+    int control = 0;
+    for (GetPanelAttribute(panel, ATTR_PANEL_FIRST_CTRL, &control); control > 0;
+         GetCtrlAttribute(panel, control, ATTR_NEXT_CTRL, &control)) {
+        CtrlCallbackPtr callback = nullptr;
+        int style = 0;
+        GetCtrlAttribute(panel, control, ATTR_CALLBACK_FUNCTION_POINTER, &callback);
+        GetCtrlAttribute(panel, control, ATTR_CTRL_STYLE, &style);
+        if (callback == SheetTabCallback && style == CTRL_TEXT_MSG) labels.push_back(control);
+    }
+    return labels;
+}
+
+TEST_F(SessionWindow, NameStylesTitlesAndColours) {
+    const struct {
+        const char* preferences;
+        bool visaNames;
+        Names templateTabs, basicTabs, interfaceTabs;
+        const char* defaultProtocol;
+        int groupColor, operColor, textColor;
+    } cases[] = {
+        {"",
+         true,
+         {" viGetAttribute", " viSetAttribute", "   viLock  ", "  viUnlock ", " viEventHandler",
+          " viEnableEvent", " viDisableEvent", " viDiscardEvents", " viWaitOnEvent"},
+         {"  viWrite ", "  viRead ", " viAssertTrigger", " viReadSTB", "  viClear ",
+          " viWriteFromFile ", " viReadToFile "},
+         {" viGpibControlREN "},
+         "VI_TRIG_PROT_DEFAULT",
+         0x99FFFF,
+         0xCCCCCC,
+         0},
+        {"useVisaId = 0\nshowSession = 0\ngroupColor = 1193046\noperColor = 6636321\ntextColor = "
+         "16711935\n",
+         false,
+         {" Property Node (Read)", " Property Node (Write)", "    Lock   ", "   Unlock  ",
+          " Enable Event", " Disable Event", " Discard Events", " Wait on Event"},
+         {"   Write  ", "   Read  ", " Assert Trigger", " Read STB", "  Clear ", " Write From File",
+          " Read To File "},
+         {"GPIB Control REN"},
+         "Default",
+         0x123456,
+         0x654321,
+         0xFF00FF},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.preferences);
+        writeFile(dir.file("talmik.ini"), std::string("[Preferences]\n") + c.preferences);
+        UpdatePanelPrefs();
+        int window = open("GPIB0::5::INSTR");
+        ASSERT_GT(window, 0);
+        SessionRecord* r = recordOf(window);
+        char title[128];
+        std::snprintf(title, sizeof title, "GPIB0::5::INSTR (Session 0x%08lX)",
+                      static_cast<unsigned long>(r->session));
+        EXPECT_EQ(SessionBench::title(window), c.visaNames ? title : "GPIB0::5::INSTR");
+        EXPECT_EQ(r->nameStyle, c.visaNames ? NAME_STYLE_VISA : NAME_STYLE_LABELS);
+        EXPECT_EQ(tabTitles(window), (Names{" Template", " Basic I/O", " Interface I/O"}));
+        int templateTab = childPanel(window, "TEMPLATETAB"),
+            basicTab = childPanel(window, "BASICTAB");
+        EXPECT_EQ(tabTitles(templateTab), c.templateTabs);
+        EXPECT_EQ(tabTitles(basicTab), c.basicTabs);
+        EXPECT_EQ(tabTitles(childPanel(window, "INTERFACETAB")), c.interfaceTabs);
+        EXPECT_EQ(ringLabels(childPanel(window, "viAssertTrigger"), ASSERTTRIGGER_PROTOCOL),
+                  Names{c.defaultProtocol});
+
+        // Descriptive names come without the handler sheet: the handler mechanism is not offered,
+        // and reads and writes start asynchronous.
+        int enable = childPanel(window, "viEnableEvent"),
+            disable = childPanel(window, "viDisableEvent");
+        EXPECT_EQ(intAttribute(enable, ENABLEEVENT_HANDLER, ATTR_DIMMED), !c.visaNames);
+        EXPECT_EQ(intAttribute(disable, DISABLEEVENT_HANDLER, ATTR_DIMMED), !c.visaNames);
+        int async = -1;
+        GetCtrlVal(r->readPanel, READ_ASYNC, &async);
+        EXPECT_EQ(async, !c.visaNames);
+
+        // The preference colours stay on the tabs made while they were in force; the panels end
+        // up grey.
+        for (int label : tabLabels(window))
+            EXPECT_EQ(intAttribute(window, label, ATTR_TEXT_BGCOLOR), c.groupColor);
+        for (int label : tabLabels(templateTab))
+            EXPECT_EQ(intAttribute(templateTab, label, ATTR_TEXT_BGCOLOR), c.operColor);
+        EXPECT_EQ(intAttribute(window, tabLabels(window)[0], ATTR_TEXT_COLOR), c.textColor);
+        EXPECT_EQ(intAttribute(templateTab, tabLabels(templateTab)[0], ATTR_TEXT_COLOR),
+                  c.textColor);
+        for (int panel : {window, templateTab, basicTab}) {
+            int color = 0;
+            GetPanelAttribute(panel, ATTR_BACKCOLOR, &color);
+            EXPECT_EQ(color, 0xC0C0C0);
+        }
+        DiscardPanel(window);
+    }
+}
+
+TEST_F(SessionWindow, TemplatesAreBuiltOnlyOnTheirOwnFoundations) {
+    // A step needs the session panel and its tab; done or unknown steps do nothing.
+    discardTemplatePanels();
+    windowBits = 0;
+    EXPECT_EQ(makeSessionWindow(9), 0);  // no session panel yet
+    EXPECT_EQ(makeSessionWindow(0), 1);
+    EXPECT_EQ(makeSessionWindow(0), 0);
+    EXPECT_EQ(makeSessionWindow(9), 0);  // its tab is not there
+    EXPECT_EQ(makeSessionWindow(2), 1);
+    EXPECT_EQ(makeSessionWindow(9), 1);
+    EXPECT_EQ(makeSessionWindow(21), 0);
+    EXPECT_EQ(makeSessionWindow(-1), 0);
+    EXPECT_EQ(windowBits, 0x205u);
+    // Opening finishes the rest; the window's record knows its Read and Write panels.
+    int window = open("TCPIP0::10.0.0.5::5025::SOCKET");
+    ASSERT_GT(window, 0);
+    EXPECT_EQ(recordOf(window)->readPanel, childPanel(window, "viRead"));
+    EXPECT_EQ(operationsOn(window, "INTERFACETAB"), (Names{"viSetBuf", "viFlush"}));
 }
 
 }  // namespace
