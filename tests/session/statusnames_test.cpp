@@ -43,8 +43,7 @@ TEST(StatusNames, Lookup) {
         {0x3FFF0001, "<Unknown>"},
         {0xFFFFFFFF, "<Unknown>"},
     };
-    for (const auto& c : cases)
-        EXPECT_STREQ(statusName(static_cast<ViStatus>(c.status)), c.name) << std::hex << c.status;
+    for (const auto& c : cases) EXPECT_STREQ(statusName(static_cast<ViStatus>(c.status)), c.name) << std::hex << c.status;
 }
 
 TEST(StatusNames, ReturnValueTextAndColour) {
@@ -71,11 +70,9 @@ TEST(StatusNames, WrappingDescriptions) {
     EXPECT_EQ(wrapped(word50 + "xx yyy"), word50 + "xx\nyyy");
     EXPECT_EQ(wrapped(std::string(60, 'z')), std::string(60, 'z'));  // no blank: unbroken
     // 120 characters: a break after the first blank at or after 50, then again 50 further on.
-    std::string text =
-        std::string(52, 'a') + " " + std::string(55, 'b') + " " + std::string(11, 'c');
+    std::string text = std::string(52, 'a') + " " + std::string(55, 'b') + " " + std::string(11, 'c');
     ASSERT_EQ(text.size(), 120u);
-    EXPECT_EQ(wrapped(text),
-              std::string(52, 'a') + "\n" + std::string(55, 'b') + "\n" + std::string(11, 'c'));
+    EXPECT_EQ(wrapped(text), std::string(52, 'a') + "\n" + std::string(55, 'b') + "\n" + std::string(11, 'c'));
     EXPECT_EQ(wrapped(""), "");
 }
 
