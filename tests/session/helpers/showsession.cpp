@@ -1,6 +1,8 @@
-// Opens session windows for looking at them: showsession [--labels] RESOURCE[@TAB[@OPERATION]]...
+// Opens session windows for looking at them: showsession [--labels] RESOURCE[@TAB@OPERATION]...
 // Each window shows the tab and operation whose titles (without their blanks) are given, such as
-// GPIB0::22::INSTR@Basic I/O@viRead. The program runs until its windows are closed.
+// GPIB0::22::INSTR@Basic I/O@viRead; an operation written with a final '!' is executed once, and
+// several tab and operation pairs may follow each other. The program runs until its windows are
+// closed.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -35,6 +37,23 @@ int clickTab(int panel, const std::string& title) {
     return 0;
 }
 
+// Commits the panel's Execute button as a click would.
+void pressExecute(int panel) {
+    int control = 0;
+    for (GetPanelAttribute(panel, ATTR_PANEL_FIRST_CTRL, &control); control > 0;
+         GetCtrlAttribute(panel, control, ATTR_NEXT_CTRL, &control)) {
+        char name[64] = "";
+        GetCtrlAttribute(panel, control, ATTR_CONSTANT_NAME, name, sizeof name);
+        if (std::strcmp(name, "EXECUTE") != 0) continue;
+        CtrlCallbackPtr callback = nullptr;
+        void* data = nullptr;
+        GetCtrlAttribute(panel, control, ATTR_CALLBACK_FUNCTION_POINTER, &callback);
+        GetCtrlAttribute(panel, control, ATTR_CALLBACK_DATA, &data);
+        if (callback) callback(panel, control, EVENT_COMMIT, data, 0, 0);
+        return;
+    }
+}
+
 int QuitWhenAllClosed(int, int, int event, void*, int, int) {
     if (event == EVENT_TIMER_TICK && GetNumVisaWindows() == 0) QuitUserInterface(0);
     return 0;
@@ -58,12 +77,17 @@ int main(int argc, char** argv) {
         if (!OpenVisaSession(name.c_str())) continue;
         int window = sessionWindows[numWindows - 1];
         SetPanelPos(window, 20 + 30 * (i - first), 20 + 30 * (i - first));
-        int panel = window;
-        while (at != std::string::npos && panel > 0) {
+        // Titles alternate: a tab of the window, then an operation on that tab.
+        int tab = 0;
+        while (at != std::string::npos) {
             size_t next = spec.find('@', at + 1);
-            panel = clickTab(
-                panel,
-                spec.substr(at + 1, next == std::string::npos ? std::string::npos : next - at - 1));
+            std::string title =
+                spec.substr(at + 1, next == std::string::npos ? std::string::npos : next - at - 1);
+            bool execute = !title.empty() && title.back() == '!';
+            if (execute) title.pop_back();
+            int sheet = clickTab(tab > 0 ? tab : window, title);
+            if (execute && sheet > 0) pressExecute(sheet);
+            tab = tab > 0 ? 0 : sheet;
             at = next;
         }
     }
