@@ -154,6 +154,25 @@ TEST_F(Registry, OpenWithAnAccessModeOfItsOwn) {
     EXPECT_NE(messages()[0].find("VI_ERROR_INV_ACC_MODE"), std::string::npos);
 }
 
+// The library keeps a timeout for the resource that only sessions opened with VI_LOAD_CONFIG
+// start with.
+TEST_F(Registry, TheLoadConfigPreferenceAppliesToPlainOpensOnly) {
+    writeFile(dir.file("zuvisa.ini"), readFile(dir.file("zuvisa.ini")) + "[GPIB0::5::INSTR]\nVI_ATTR_TMO_VALUE = 777\n");
+    VisaLib_Unload();
+    CloseAllExtResources();
+    start("loadConfig = 1\n");
+    const struct {
+        bool ex;
+        ViUInt32 timeout;
+    } cases[] = {{false, 777}, {true, 2000}};
+    for (const auto& c : cases) {
+        ASSERT_EQ(c.ex ? OpenVisaSessionEx("GPIB0::5::INSTR", VI_NULL) : OpenVisaSession("GPIB0::5::INSTR"), 1);
+        ViUInt32 timeout = 0;
+        viGetAttribute(sessionOf(sessionWindows[numWindows - 1]), VI_ATTR_TMO_VALUE, &timeout);
+        EXPECT_EQ(timeout, c.timeout) << c.ex;
+    }
+}
+
 TEST_F(Registry, PreferencesChangeRebuildsTheTemplatesOnly) {
     int window = open("GPIB0::5::INSTR");
     buildTemplates();
