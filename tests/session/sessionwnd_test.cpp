@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "controls/sheets.h"
 #include "session/sessionrecord.h"
 #include "tests/support/sessionbench.h"
 
@@ -286,21 +285,6 @@ TEST_F(SessionWindow, EveryKindGetsItsTabsAndOperations) {
         DiscardPanel(window);
     }
     EXPECT_EQ(numWindows, 0);
-}
-
-// The tab label controls of a panel, in sheet order.
-std::vector<int> tabLabels(int panel) {
-    std::vector<int> labels;
-    int control = 0;
-    for (GetPanelAttribute(panel, ATTR_PANEL_FIRST_CTRL, &control); control > 0;
-         GetCtrlAttribute(panel, control, ATTR_NEXT_CTRL, &control)) {
-        CtrlCallbackPtr callback = nullptr;
-        int style = 0;
-        GetCtrlAttribute(panel, control, ATTR_CALLBACK_FUNCTION_POINTER, &callback);
-        GetCtrlAttribute(panel, control, ATTR_CTRL_STYLE, &style);
-        if (callback == SheetTabCallback && style == CTRL_TEXT_MSG) labels.push_back(control);
-    }
-    return labels;
 }
 
 TEST_F(SessionWindow, NameStylesTitlesAndColours) {

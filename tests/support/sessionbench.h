@@ -80,7 +80,8 @@ class SessionBench : public ::testing::Test {
         }
         return 0;
     }
-    // The titles of the tabs on a panel, in order.
+    // The label controls of the tabs on a panel, and their titles, in order.
+    static std::vector<int> tabLabels(int panel);
     static std::vector<std::string> tabTitles(int panel);
     // The constant names of a panel's child panels.
     static std::vector<std::string> childNames(int panel) {
@@ -110,20 +111,27 @@ class SessionBench : public ::testing::Test {
 
 #include "controls/sheets.h"
 
-inline std::vector<std::string> SessionBench::tabTitles(int panel) {
+inline std::vector<int> SessionBench::tabLabels(int panel) {
     // Each tab is a text message with the sheet group's tab callback, made in sheet order.
-    std::vector<std::string> titles;
+    std::vector<int> labels;
     int control = 0;
     for (GetPanelAttribute(panel, ATTR_PANEL_FIRST_CTRL, &control); control > 0;
          GetCtrlAttribute(panel, control, ATTR_NEXT_CTRL, &control)) {
         CtrlCallbackPtr callback = nullptr;
         GetCtrlAttribute(panel, control, ATTR_CALLBACK_FUNCTION_POINTER, &callback);
         if (callback == SheetTabCallback &&
-            intAttribute(panel, control, ATTR_CTRL_STYLE) == CTRL_TEXT_MSG) {
-            char text[128] = "";
-            GetCtrlVal(panel, control, text, sizeof text);
-            titles.push_back(text);
-        }
+            intAttribute(panel, control, ATTR_CTRL_STYLE) == CTRL_TEXT_MSG)
+            labels.push_back(control);
+    }
+    return labels;
+}
+
+inline std::vector<std::string> SessionBench::tabTitles(int panel) {
+    std::vector<std::string> titles;
+    for (int label : tabLabels(panel)) {
+        char text[128] = "";
+        GetCtrlVal(panel, label, text, sizeof text);
+        titles.push_back(text);
     }
     return titles;
 }
