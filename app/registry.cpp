@@ -4,8 +4,10 @@
 #include <cstdlib>
 #include <string>
 
+#include "app/contexthelp.h"
 #include "app/prefs.h"
 #include "controls/help.h"
+#include "session/sessionrecord.h"
 #include "session/sessionwnd.h"
 #include "session/statusnames.h"
 #include "talmik_uir.h"
@@ -62,12 +64,21 @@ int nextTemplateStep() {
 
 }  // namespace
 
+namespace {
+
+ViSession sessionOfWindow(void* callbackData) {
+    return callbackData ? static_cast<SessionRecord*>(callbackData)->session : VI_NULL;
+}
+
+}  // namespace
+
 int LoadInitialPanels(int initRuntime) {
     return _LoadInitialPanels(initRuntime, 0);
 }
 
 int _LoadInitialPanels(int initRuntime, int hosted) {
     RegisterUirCallbacks_visaio();
+    setHelpSessionLookup(sessionOfWindow);  // "Interpret Code" asks the window's own session
     const char* directory = programDirectory();
     if (initRuntime) {
         std::string help = std::string(directory) + "/ZUtalmik.hlp";
@@ -207,6 +218,7 @@ int GetNumVisaWindows() {
 void InstallWindowHook(WindowHookPtr hook) {
     pMainWndCB = hook;
     needUI = 0;
+    Help_SetWindowHook(hook);  // the windows' help menus tell the host of the viewer too
 }
 
 void UpdatePanelPrefs() {
