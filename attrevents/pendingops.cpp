@@ -9,7 +9,6 @@
 
 NOT_OFFERED_YET(ExecuteGetAttrribute)
 NOT_OFFERED_YET(AttributeCallback)
-NOT_OFFERED_YET(StatusCallback)
 NOT_OFFERED_YET(SetAttributeChange)
 NOT_OFFERED_YET(ExecuteSetAttribute)
 NOT_OFFERED_YET(ExecuteLock)

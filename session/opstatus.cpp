@@ -2,8 +2,11 @@
 
 #include <cstring>
 
+#include "app/talmik.h"
+#include "controls/help.h"
 #include "session/statusnames.h"
 #include "uiruntime/uiruntime.h"
+#include "visaio_uir.h"
 #include "zuvisa/visa.h"
 
 void showStatus(int panel, int statusCtrl, int nameCtrl, ViStatus status) {
@@ -36,4 +39,17 @@ void showPanelStatus(int panel, ViStatus status) {
 int operationNotOffered(int panel, int event) {
     if (event == EVENT_COMMIT) showPanelStatus(panel, VI_ERROR_NSUP_OPER);
     return 0;
+}
+
+// A right click on a status display: "Interpret Code" spells the status out, "Operation Help"
+// opens the reference at the panel's operation.
+int StatusCallback(int panel, int control, int event, void* callbackData, int eventData1,
+                   int eventData2) {
+    if (event != EVENT_RIGHT_CLICK) return 0;
+    char name[64] = "";
+    GetPanelAttribute(panel, ATTR_CONSTANT_NAME, name, sizeof name);
+    int operation = std::strncmp(name, "vi", 2) == 0;
+    int whatsThis = helpLoaded && Help_MessageFromUI(panel, control) != nullptr;
+    return ContextSensitiveHelpExt(panel, control, whatsThis, 0, 0, 1, operation, callbackData,
+                                   eventData2, eventData1);
 }
