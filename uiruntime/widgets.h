@@ -38,6 +38,7 @@ public:
     int format = VAL_DECIMAL_FORMAT;
     int precision = 2;
     bool showRadix = true;
+    int hexDigits = 0;  // hexadecimal numbers are shown with at least this many digits
     // What the form gave, before the data type is known.
     bool formMinimumSet = false, formMaximumSet = false, formValueSet = false, formStepSet = false;
     double formMinimum = 0, formMaximum = 0, formValue = 0, formStep = 1;
