@@ -123,6 +123,7 @@ void shutdown() {
     ini = nullptr;
     if (rsrcpanel > 0) DiscardPanel(rsrcpanel);
     rsrcpanel = rsrcio = rsrcsfp = rsrczu = rsrcSheets = 0;
+    CloseAllExtResources();
     viClose(defaultRM);
     defaultRM = VI_NULL;
     Help_Close();
@@ -207,6 +208,8 @@ int talmik_main(short findOnStart) {
         if (rmStatus == VI_WARN_CONFIG_NLOADED) MessagePopup(pszAppName, kBridgeletWarning);
     }
     splashStatus("Loading VISA template function panels...");
+    InstallWindowHook(talmikExtCB);
+    LoadInitialPanels(0);
     if (findOnStart) splashStatus("Searching for VISA resources...");
 
     if (!houseVisa) {
@@ -225,6 +228,16 @@ int talmik_main(short findOnStart) {
     }
     shutdown();
     return 0;
+}
+
+// The session-window component's hook: the last window closed, or context help started the
+// help viewer.
+int talmikExtCB(int code) {
+    if (code == HOOK_LAST_WINDOW_CLOSED && rsrcpanel > 0)
+        SetMenuBarAttribute(GetPanelMenuBar(rsrcpanel), MENUBAR_FILE_CLOSEALL, ATTR_DIMMED, 1);
+    else if (code == HOOK_HELP_VIEWER_STARTED)
+        helpUsed = 1;
+    return code;
 }
 
 int QueryReallyQuit() {

@@ -33,6 +33,7 @@ protected:
         ASSERT_EQ(UiTest_Start(), 0);
         UiTest_SetLoopTimeout(2000);
         std::filesystem::copy_file(binFile("talmik.uir"), dir.file("talmik.uir"));
+        std::filesystem::copy_file(binFile("visaio.uir"), dir.file("visaio.uir"));
         std::filesystem::copy_file(binFile("ZUtalmik.hlp"), dir.file("ZUtalmik.hlp"));
         UiTest_SetProjectDir(dir.path().c_str());
         _ResetDirCache_();
@@ -239,8 +240,8 @@ TEST_F(Talmik, RecentFindExpressionsAtStartAndExit) {
 }
 
 TEST_F(Talmik, QuittingWithASessionOpenAsksFirst) {
-    numWindows = 1;  // as the registry counts an open session window
     UiTest_OnLoop([] {
+        ASSERT_EQ(OpenVisaSession("GPIB0::22::INSTR"), 1);
         UiTest_AnswerConfirm(0);
         UiTest_ClosePanel(rsrcpanel);
     });
