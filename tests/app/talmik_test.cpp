@@ -328,12 +328,16 @@ TEST_F(Talmik, EveryControlOfTheSheetsHasHelp) {
             int control = 0;
             GetPanelAttribute(sheet, ATTR_PANEL_FIRST_CTRL, &control);
             for (; control > 0; GetCtrlAttribute(sheet, control, ATTR_NEXT_CTRL, &control)) {
-                int style = 0;
+                int style = 0, visible = 0;
                 CtrlCallbackPtr callback = nullptr;
                 GetCtrlAttribute(sheet, control, ATTR_CTRL_STYLE, &style);
                 GetCtrlAttribute(sheet, control, ATTR_CALLBACK_FUNCTION_POINTER, &callback);
-                // Tabs, labels and decorations of the sheet group are not help targets.
-                if (style == CTRL_TEXT_MSG || IsDecorationStyle(style) || callback == SheetTabCallback) continue;
+                GetCtrlAttribute(sheet, control, ATTR_VISIBLE, &visible);
+                // Tabs, labels and decorations of the sheet group are not help targets, nor are
+                // the pictures that only lend their images and the timers.
+                if (style == CTRL_TEXT_MSG || IsDecorationStyle(style) || callback == SheetTabCallback ||
+                    style == CTRL_TIMER || (style == CTRL_PICTURE && !visible))
+                    continue;
                 char name[64] = "";
                 GetCtrlAttribute(sheet, control, ATTR_CONSTANT_NAME, name, sizeof name);
                 EXPECT_NE(Help_MessageFromUI(sheet, control), nullptr) << name;
