@@ -135,13 +135,17 @@ int SheetCreate(SheetGroup* g, const char* title, Sheet** made) {
         SheetDispose(s);
         return status;
     }
+    // A tab taller than its title keeps the title in the middle: the label starts lower and still
+    // ends where the tab meets the body (the tab's own fill shows above it).
+    const int textTop = std::max(g->tabLabelMinHeight - height, 0) / 2;
     height = std::max(height, g->tabLabelMinHeight);
     width += 2 * g->tabPadding;
     s->tabHeight = height + 5;
     s->tabWidth = width + 6;
     SetCtrlAttribute(g->panel, s->label, ATTR_SIZE_TO_TEXT, 0);
     SetCtrlAttribute(g->panel, s->label, ATTR_TEXT_JUSTIFY, VAL_CENTER_JUSTIFIED);
-    SetCtrlAttribute(g->panel, s->label, ATTR_HEIGHT, s->tabHeight);
+    SetCtrlAttribute(g->panel, s->label, ATTR_TOP, s->top + 2 + textTop);
+    SetCtrlAttribute(g->panel, s->label, ATTR_HEIGHT, s->tabHeight - textTop);
     SetCtrlAttribute(g->panel, s->label, ATTR_WIDTH, width + 2);
     SetCtrlAttribute(g->panel, s->tab, ATTR_HEIGHT, height + 7);
     SetCtrlAttribute(g->panel, s->tab, ATTR_WIDTH, s->tabWidth);
@@ -150,9 +154,9 @@ int SheetCreate(SheetGroup* g, const char* title, Sheet** made) {
     s->raisedTabTop = s->top;
     s->raisedTabWidth = s->tabWidth;
     s->raisedTabHeight = height + 7;
-    s->raisedLabelTop = s->top + 2;
+    s->raisedLabelTop = s->top + 2 + textTop;
     s->raisedLabelWidth = width + 2;
-    s->raisedLabelHeight = s->tabHeight;
+    s->raisedLabelHeight = s->tabHeight - textTop;
     s->raised = 1;
     *made = s;
     return 0;

@@ -23,12 +23,14 @@ void BevelFrame::paintEvent(QPaintEvent*) {
         p.drawRect(r.adjusted(0, 0, -1, -1));
         return;
     }
-    // Light from the top left: the outer line is the strong one, the inner one softens it.
-    const QColor light = base.lighter(135), softLight = base.lighter(112);
+    // Light from the top left. On the light backgrounds of today a white edge alone would vanish,
+    // so a raised box keeps a faint outline above and left of its highlight, and a recessed one a
+    // faint line inside its light edges.
+    const QColor light = base.lighter(135), faint = base.darker(118);
     const QColor dark = base.darker(230), softDark = base.darker(145);
     const bool raised = style == CTRL_RAISED_BOX || style == CTRL_RAISED_FRAME;
     auto edge = [&](int inset, const QColor& topLeft, const QColor& bottomRight) {
-        QRect e = r.adjusted(inset, inset, -inset - 1, -inset - 1);
+        QRect e = r.adjusted(inset, inset, -inset, -inset);
         if (e.width() < 1 || e.height() < 1) return;
         p.setPen(topLeft);
         p.drawLine(e.topLeft(), e.topRight());
@@ -38,11 +40,11 @@ void BevelFrame::paintEvent(QPaintEvent*) {
         p.drawLine(e.topRight(), e.bottomRight());
     };
     if (raised) {
-        edge(0, light, dark);
-        edge(1, softLight, softDark);
+        edge(0, faint, dark);
+        edge(1, light, softDark);
     } else {
         edge(0, softDark, light);
-        edge(1, dark, softLight);
+        edge(1, dark, faint);
     }
 }
 
