@@ -19,6 +19,13 @@ enum Part { kFirstArrow = 0, kSecondArrow = 1, kTrackBefore = 2, kTrackAfter = 3
 
 using Clock = std::chrono::steady_clock;
 
+// What a drawing of the bar shows; the bar is drawn again only when this changes.
+struct Look {
+    int width, height, color, flags, state;
+    int thumbStart, thumbLength;
+    bool operator==(const Look&) const = default;
+};
+
 struct ScrollBar {
     int tag;
     int flags;
@@ -35,6 +42,7 @@ struct ScrollBar {
     Clock::time_point pressTime;
     int dragOffset;  // mouse position along the bar minus the thumb's middle at the press
     int pressPos;    // where the track was pressed: paging stops when the thumb gets there
+    Look drawn;      // what the canvas shows now
 };
 
 bool horizontal(const ScrollBar* sb) { return sb->flags & kHorizontalFlag; }
@@ -159,7 +167,13 @@ void drawTrackAndThumb(const ScrollBar* sb) {
     }
 }
 
-void drawBar(const ScrollBar* sb) {
+// Draws the bar when it would look different from what the canvas shows (an owner that moves the
+// maximum with every item it adds must not pay for a drawing each time).
+void drawBar(ScrollBar* sb) {
+    Layout l = layoutOf(sb);
+    Look look{sb->width, sb->height, sb->color, sb->flags, sb->state, l.thumbStart, l.thumbLength};
+    if (look == sb->drawn) return;
+    sb->drawn = look;
     CanvasStartBatchDraw(sb->panel, sb->control);
     SetCtrlAttribute(sb->panel, sb->control, ATTR_PICT_BGCOLOR, sb->color);
     drawArrow(sb, true);
