@@ -410,19 +410,4 @@ TEST_F(Tree, ScrolledCanvasMatchesAFreshDrawing) {
     EXPECT_NE(selectedPixel, 0xFFFFFF) << "the selection is highlighted";
 }
 
-TEST_F(Tree, ArgumentChecks) {
-    EXPECT_EQ(TV_AddItem(nullptr, "x", 0, -1, 0, 0, nullptr), TV_ERR_NOT_A_TREE);
-    EXPECT_EQ(TV_UseLines(tree, 5, -1), TV_ERR_ARGUMENT);
-    EXPECT_EQ(TV_UseLines(tree, -1, -1), 0);
-    EXPECT_EQ(TV_SetFont(tree, std::string(65, 'f').c_str()), TV_ERR_ARGUMENT);
-    EXPECT_EQ(TV_SetFont(tree, std::string(64, 'f').c_str()), 0);
-    EXPECT_EQ(TV_SetTabs(tree, 0), TV_ERR_ARGUMENT);
-    EXPECT_EQ(TV_SetTabs(tree, 5, 1, 2, 3, 4, 5), TV_ERR_ARGUMENT);
-    EXPECT_EQ(TV_SetTabs(tree, 2, 60, 120), 0);
-    int data = 0;
-    EXPECT_EQ(TV_GetItemData(tree, -1, &data), TV_ERR_ARGUMENT);  // nothing to select yet
-    int value = 0;
-    EXPECT_EQ(ScrollBar_GetAttribute(panel, canvas, SB_ATTR_VALUE, &value), SB_ERR_WRONG_CONTROL);
-}
-
 }  // namespace

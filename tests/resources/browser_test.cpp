@@ -303,14 +303,6 @@ TEST_F(Browser, WithoutASearchAtStartThenRefresh) {
         "", 0);
 }
 
-TEST_F(Browser, SearchPlaceholder) {
-    run([] {
-        showSearchPlaceholder("<Searching for Resources>");
-        EXPECT_EQ(tree(), std::vector<std::string>{"0 <Searching for Resources>"});
-        EXPECT_EQ(UiTest_IsShown(rsrcio, IOSHEET_RSRCSCROLL), 0);
-    });
-}
-
 TEST_F(Browser, NothingFound) {
     std::strcpy(appFindExpr, "USB?*");
     run([] {

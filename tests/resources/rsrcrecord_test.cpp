@@ -113,21 +113,4 @@ TEST(RsrcOrders, MembershipCountsComplementsAsTheirIndex) {
     for (const auto& c : cases) EXPECT_EQ(bIsInList(list, c.value, c.n), c.found) << c.value << " in " << c.n;
 }
 
-TEST(RsrcOrders, Categories) {
-    const struct {
-        short type;
-        const char* label;
-    } cases[] = {
-        {1, "GPIB Instrument Resources"},     {-1, "GPIB Miscellaneous Resources"},
-        {2, "VXI Instrument Resources"},      {-2, "VXI Miscellaneous Resources"},
-        {3, "GPIB-VXI Instrument Resources"}, {-3, "GPIB-VXI Miscellaneous Resources"},
-        {4, "Serial Instrument Resources"},   {-4, "Unknown"},
-        {5, "PXI Instrument Resources"},      {-5, "PXI Miscellaneous Resources"},
-        {6, "TCP/IP Instrument Resources"},   {-6, "TCP/IP Miscellaneous Resources"},
-        {0, "Unknown"},                       {7, "Unknown"},
-        {32767, "Unknown"},
-    };
-    for (const auto& c : cases) EXPECT_STREQ(rsrcCategory(c.type), c.label) << c.type;
-}
-
 }  // namespace
