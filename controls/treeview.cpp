@@ -22,14 +22,8 @@ constexpr int kSelectionTextColor = 0xFFFFFF;
 constexpr int kTextColor = 0x000000;
 constexpr int kWheelRows = 3;
 
-struct TVItem {
-    int level;
-    char text[TV_TEXT_SIZE];
-    int image;
-    int data;
-    int descendants;
-    int expanded;
-};
+// An item of the table: what TV_GetItemInfo gives back, stored by value.
+using TVItem = TVItemInfo;
 
 }  // namespace
 
@@ -637,13 +631,7 @@ int TV_ConvertToScroll(TreeView* tree, int topRow) {
 int TV_GetItemInfo(TreeView* tree, int index, TVItemInfo* info) {
     if (!valid(tree)) return TV_ERR_NOT_A_TREE;
     if (!info || index < 0 || index >= tree->count) return TV_ERR_ARGUMENT;
-    const TVItem& item = tree->items[index];
-    info->level = item.level;
-    std::memcpy(info->text, item.text, sizeof info->text);
-    info->image = item.image;
-    info->data = item.data;
-    info->descendants = item.descendants;
-    info->expanded = item.expanded;
+    *info = tree->items[index];
     return 0;
 }
 

@@ -73,6 +73,8 @@ int TV_ConvertFromScroll(TreeView* tree, int scrollValue);
 int TV_ConvertToScroll(TreeView* tree, int topRow);
 
 // ---- reading back ------------------------------------------------------------------------------
+// An item: its depth, text, the two values given at adding (image index, data), how many items
+// its subtree holds below it, and whether it is open.
 struct TVItemInfo {
     int level;
     char text[TV_TEXT_SIZE];

@@ -19,22 +19,16 @@
 #include "resources/rsrcrecord.h"
 #include "resources/search.h"
 #include "talmik_uir.h"
+#include "bench/timing.h"
 #include "uiruntime/uiruntime.h"
 #include "zuvisa/visa.h"
 #include "zuvisa/zuvisa.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double msSince(Clock::time_point start) {
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
+using bench::Clock;
+using bench::median;
+using bench::msSince;
 
 // A bench of simulated resources of every interface, the GPIB boards carrying GPIB-VXI
 // interfaces; returns how many resources it lists (the controllers answer as GPIB too).

@@ -77,40 +77,30 @@ protected:
         EXPECT_EQ(nRsrcs, 0);
     }
 
+    static std::vector<TVItemInfo> items() {
+        int count = 0;
+        TV_GetItemCount(target, &count);
+        std::vector<TVItemInfo> all(static_cast<size_t>(count));
+        for (int i = 0; i < count; ++i) TV_GetItemInfo(target, i, &all[static_cast<size_t>(i)]);
+        return all;
+    }
     // The tree as "level text" lines, "*" marking the items that stand for a record.
     static std::vector<std::string> tree() {
         std::vector<std::string> lines;
-        int count = 0;
-        TV_GetItemCount(target, &count);
-        for (int i = 0; i < count; ++i) {
-            TVItemInfo info{};
-            TV_GetItemInfo(target, i, &info);
+        for (const TVItemInfo& info : items())
             lines.push_back(std::to_string(info.level) + (info.data >= 0 ? "*" : " ") + info.text);
-        }
         return lines;
     }
-    static int rowOf(const char* text) {
-        int count = 0;
-        TV_GetItemCount(target, &count);
-        for (int i = 0; i < count; ++i) {
-            TVItemInfo info{};
-            TV_GetItemInfo(target, i, &info);
-            if (text == std::string(info.text)) return TV_CalcRow(target, i, 0);
-        }
+    static int indexOf(const char* text) {
+        std::vector<TVItemInfo> all = items();
+        for (size_t i = 0; i < all.size(); ++i)
+            if (text == std::string(all[i].text)) return static_cast<int>(i);
         return -1;
     }
+    static int rowOf(const char* text) { return TV_CalcRow(target, indexOf(text), 0); }
     // A point on an item's text, in the canvas.
     static int textY(int row) { return TV_TOP_MARGIN + row * TV_ROW_HEIGHT + 8; }
-    static int textX(const char* text) {
-        int count = 0;
-        TV_GetItemCount(target, &count);
-        for (int i = 0; i < count; ++i) {
-            TVItemInfo info{};
-            TV_GetItemInfo(target, i, &info);
-            if (text == std::string(info.text)) return TV_ROW_HEIGHT * info.level + 30;
-        }
-        return 0;
-    }
+    static int textX(const char* text) { return TV_ROW_HEIGHT * items()[static_cast<size_t>(indexOf(text))].level + 30; }
     static std::string nameBox() { return UiTest_DisplayedText(rsrcio, IOSHEET_RSRCNAME); }
     static int dimmed(int menuItem) {
         int value = -1;
