@@ -1,5 +1,6 @@
 #include "resources/search.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
