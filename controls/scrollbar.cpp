@@ -51,8 +51,7 @@ int thickness(const ScrollBar* sb) { return horizontal(sb) ? sb->height : sb->wi
 
 // Positions along the bar.
 struct Layout {
-    int arrow;       // each arrow's length
-    int trackStart;  // = arrow
+    int arrow;  // each arrow's length, and so where the track starts
     int trackLength;
     int thumbStart;
     int thumbLength;
@@ -61,7 +60,6 @@ struct Layout {
 Layout layoutOf(const ScrollBar* sb) {
     Layout l{};
     l.arrow = std::min(thickness(sb), length(sb) / 3);
-    l.trackStart = l.arrow;
     l.trackLength = std::max(length(sb) - 2 * l.arrow, 0);
     long long range = static_cast<long long>(sb->maximum) - sb->minimum;
     if (sb->flags & kProportionalFlag) {
@@ -72,7 +70,7 @@ Layout layoutOf(const ScrollBar* sb) {
     }
     long long v = std::clamp(sb->value, sb->minimum, sb->maximum) - static_cast<long long>(sb->minimum);
     long long free = l.trackLength - l.thumbLength;
-    l.thumbStart = l.trackStart + static_cast<int>(range > 0 ? (free * v + range / 2) / range : 0);
+    l.thumbStart = l.arrow + static_cast<int>(range > 0 ? (free * v + range / 2) / range : 0);
     return l;
 }
 
@@ -154,14 +152,14 @@ void drawArrow(const ScrollBar* sb, bool first) {
 void drawTrackAndThumb(const ScrollBar* sb) {
     Layout l = layoutOf(sb);
     const int track = blend(sb->color, 0xFFFFFF, 45);
-    fill(sb, barRect(sb, l.trackStart, 0, l.trackLength, thickness(sb)), track);
+    fill(sb, barRect(sb, l.arrow, 0, l.trackLength, thickness(sb)), track);
     if (l.trackLength > 0) {
         // A darker band where the track is being paged.
         if (sb->state == kTrackBefore)
-            fill(sb, barRect(sb, l.trackStart, 0, l.thumbStart - l.trackStart, thickness(sb)), blend(sb->color, 0, 25));
+            fill(sb, barRect(sb, l.arrow, 0, l.thumbStart - l.arrow, thickness(sb)), blend(sb->color, 0, 25));
         if (sb->state == kTrackAfter)
             fill(sb, barRect(sb, l.thumbStart + l.thumbLength, 0,
-                             l.trackStart + l.trackLength - l.thumbStart - l.thumbLength, thickness(sb)),
+                             l.arrow + l.trackLength - l.thumbStart - l.thumbLength, thickness(sb)),
                  blend(sb->color, 0, 25));
         bevelBox(sb, barRect(sb, l.thumbStart, 0, l.thumbLength, thickness(sb)), false);
     }
@@ -211,7 +209,7 @@ void dragThumbTo(ScrollBar* sb, int pos) {
     Layout l = layoutOf(sb);
     int free = l.trackLength - l.thumbLength;
     if (free <= 0) return;
-    int start = pos - sb->dragOffset - l.thumbLength / 2 - l.trackStart;
+    int start = pos - sb->dragOffset - l.thumbLength / 2 - l.arrow;
     long long range = static_cast<long long>(sb->maximum) - sb->minimum;
     changeValue(sb, sb->minimum + (start * range + (start >= 0 ? free / 2 : -free / 2)) / free, SB_ACTION_JUMP);
 }

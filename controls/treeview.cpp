@@ -62,6 +62,18 @@ int visibleItemCount(const TreeView* t) {
     return rows;
 }
 
+// The row of an item counted from the first, or -1 while it is hidden in a collapsed subtree.
+int absoluteRow(const TreeView* t, int index) {
+    if (index < 0 || index >= t->count) return -1;
+    int row = 0;
+    for (int i = 0; i < index; ++row) {
+        int next = nextVisible(t, i);
+        if (index < next) return -1;
+        i = next;
+    }
+    return row;
+}
+
 // The item at an absolute row, or -1.
 int indexAtAbsoluteRow(const TreeView* t, int row) {
     if (row < 0) return -1;
@@ -220,22 +232,13 @@ void drawRows(const TreeView* t, int from, int to) {
             if (index >= t->count) index = -1;
         }
     }
-    // Below the last row the canvas may have a strip that no row reaches.
-    int bottom = rowTop(drawnRows(t));
-    if (to == drawnRows(t) && bottom < canvasHeight(t))
-        fillRect(t, MakeRect(bottom, 0, VAL_TO_EDGE, VAL_TO_EDGE), kWhite);
     CanvasEndBatchDraw(t->panel, t->canvas);
 }
 
+// Redraws an item where it is in view (the row seen only in part at the bottom included).
 void drawIndex(const TreeView* t, int index) {
-    int row = TV_CalcRow(const_cast<TreeView*>(t), index, 0);
-    if (row < 0 && index >= 0) {
-        // Perhaps the row seen only in part below the last whole one.
-        int absolute = TV_CalcRow(const_cast<TreeView*>(t), index, 1);
-        if (absolute < 0 || absolute - t->topRow >= drawnRows(t) || absolute < t->topRow) return;
-        row = absolute - t->topRow;
-    }
-    if (row >= 0) drawRows(t, row, row + 1);
+    int row = absoluteRow(t, index) - t->topRow;
+    if (index >= 0 && row >= 0) drawRows(t, row, row + 1);
 }
 
 // ---- scrolling -------------------------------------------------------------------------------
@@ -292,24 +295,20 @@ void select(TreeView* t, int index) {
 
 // Up and Down: the selection moves to the neighbouring row, and the view follows it.
 void moveSelection(TreeView* t, int step) {
-    if (t->count == 0) return;
-    int row = TV_CalcRow(t, t->selected, 1);
-    int index = indexAtAbsoluteRow(t, row + step);
-    if (row < 0 || index < 0) return;
+    int row = absoluteRow(t, t->selected);
+    int index = row < 0 ? -1 : indexAtAbsoluteRow(t, row + step);
+    if (index < 0) return;
     int old = t->selected;
     t->selected = index;
     int newRow = row + step;
-    if (newRow >= t->topRow && newRow < t->topRow + t->visibleRows) {
-        drawIndex(t, old);
-        drawIndex(t, index);
-    } else {
-        int top = step < 0 ? newRow : newRow - t->visibleRows + 1;
-        int value = TV_ConvertToScroll(t, top);
+    if (newRow < t->topRow || newRow >= t->topRow + t->visibleRows) {
+        // The new row becomes the first (moving up) or the last (moving down) in view.
+        int value = TV_ConvertToScroll(t, step < 0 ? newRow : newRow - t->visibleRows + 1);
         setScrollValue(t, value);
         TV_SB_Callback(t->panel, t->scrollBar, SB_EVENT_VALUE_CHANGED, t, value, SB_ACTION_JUMP);
-        drawIndex(t, old);
-        drawIndex(t, index);
     }
+    drawIndex(t, old);
+    drawIndex(t, index);
     callHandler(t, TV_SELECTION_CHANGED);
 }
 
@@ -567,15 +566,8 @@ int TV_Close(TreeView* tree) {
 
 int TV_CalcRow(TreeView* tree, int index, int absolute) {
     if (!valid(tree)) return TV_ERR_NOT_A_TREE;
-    if (index < 0 || index >= tree->count) return -1;
-    int row = 0, i = 0;
-    while (i < index) {
-        int next = nextVisible(tree, i);
-        if (index < next) return -1;  // inside a collapsed subtree
-        i = next;
-        ++row;
-    }
-    if (absolute) return row;
+    int row = absoluteRow(tree, index);
+    if (absolute || row < 0) return row;
     row -= tree->topRow;
     return row < 0 || row >= tree->visibleRows ? -1 : row;
 }
@@ -609,7 +601,7 @@ int TV_ExpandCollapse(TreeView* tree, int index) {
     }
     int before = tree->topRow;
     fitScrollBar(tree);
-    int row = tree->topRow != before ? 0 : std::max(TV_CalcRow(tree, index, 1) - tree->topRow, 0);
+    int row = tree->topRow != before ? 0 : std::max(absoluteRow(tree, index) - tree->topRow, 0);
     drawRows(tree, row, drawnRows(tree));
     return 0;
 }
