@@ -66,7 +66,7 @@ bool createTree(int ioPanel) {
     return true;
 }
 
-// The image of a category in the by-type view, from a record's signed type.
+// The image of a record's category or interface, from its signed type.
 int categoryImage(short type) {
     switch (type) {
         case RSRC_GPIB:
@@ -128,22 +128,10 @@ void addByConnection() {
                     std::snprintf(label, sizeof label, "GPIB%u", static_cast<unsigned>(rec.parentNum));
                 TV_AddItem(target, label, 1, -1, imageIndex[i488], kNoRecord, nullptr);
             }
-            const char* label = rec.intfInstName;
-            int level = 1;
-            switch (rec.intfType) {
-                case RSRC_GPIB:
-                case -RSRC_GPIB: image = imageIndex[i488]; break;
-                case RSRC_VXI:
-                case -RSRC_VXI: image = imageIndex[iVxi]; break;
-                case RSRC_GPIB_VXI:
-                case -RSRC_GPIB_VXI: image = imageIndex[iGV], level = 2; break;
-                case RSRC_ASRL: image = imageIndex[iAsrl]; break;
-                case RSRC_PXI:
-                case -RSRC_PXI: image = imageIndex[iPxi]; break;
-                case RSRC_TCPIP:
-                case -RSRC_TCPIP: image = imageIndex[iTcp]; break;
-                default: image = imageIndex[iUnknown], label = "Unknown"; break;
-            }
+            // The interface itself; a GPIB-VXI interface under its board.
+            image = categoryImage(rec.intfType);
+            const char* label = hasCategory(rec.intfType) ? rec.intfInstName : "Unknown";
+            const int level = kind == RSRC_GPIB_VXI ? 2 : 1;
             TV_AddItem(target, label, level, -1, image, kNoRecord, nullptr);
             type = rec.intfType;
             number = rec.intfNum;

@@ -10,6 +10,8 @@ int* lpSortConn = nullptr;
 
 namespace {
 
+const char kUnknownCategory[] = "Unknown";
+
 // GPIB-VXI interfaces numbered from 10 on are not pulled behind their board.
 constexpr int kGpibVxiPulledForward = 10;
 
@@ -125,6 +127,8 @@ const char* rsrcCategory(short intfType) {
         case -RSRC_PXI: return "PXI Miscellaneous Resources";
         case RSRC_TCPIP: return "TCP/IP Instrument Resources";
         case -RSRC_TCPIP: return "TCP/IP Miscellaneous Resources";
-        default: return "Unknown";  // a serial resource other than INSTR among them
+        default: return kUnknownCategory;  // a serial resource other than INSTR among them
     }
 }
+
+bool hasCategory(short intfType) { return rsrcCategory(intfType) != kUnknownCategory; }

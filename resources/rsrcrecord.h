@@ -52,8 +52,10 @@ bool isGpibVxiDuplicate(const RsrcRecord* records, int n, int index);
 void sortRsrcsByType(const RsrcRecord* records, int n, int* order);
 void sortRsrcsByConn(const RsrcRecord* records, int n, int* order);
 
-// The category under which the by-type view shows a record of this signed type.
+// The category under which the by-type view shows a record of this signed type ("Unknown" for
+// any other type), and whether the type has a category of its own.
 const char* rsrcCategory(short intfType);
+bool hasCategory(short intfType);
 
 // The sign of the type is where a record keeps that its class is not INSTR.
 inline bool isNonInstrRecord(const RsrcRecord& r) { return r.intfType < 0; }
