@@ -176,7 +176,7 @@ public:
             case CTRL_TEXT_MSG:
             case CTRL_PICTURE: if (!is("QLabel")) w = new QLabel(parent); break;
             default:
-                if (IsDecorationStyle(style) && !is("QFrame") && !is("QGroupBox")) w = new QFrame(parent);
+                if (IsDecorationStyle(style) && !is("QGroupBox")) w = new BevelFrame(parent);
                 break;
         }
         if (!w && (is("UiCanvas") || is("UiTimer") || is("UiLed") || is("UiNumeric"))) w = new QWidget(parent);

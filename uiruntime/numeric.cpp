@@ -185,6 +185,7 @@ void NumericControl::adoptWidget(QWidget* w) {
     if (e->formBase == 16 || w->property("format").toString().toLower() == QLatin1String("hex"))
         e->format = VAL_HEX_FORMAT;
     e->hexDigits = std::clamp(w->property("hexDigits").toInt(), 0, 16);
+    if (w->property("showRadix").isValid()) e->showRadix = w->property("showRadix").toBool();
     if (e->formDecimals >= 0) e->precision = std::min(e->formDecimals, 15);
     e->value = clampValue(convertValue(Value::real(e->formValueSet ? e->formValue : 0.0), type),
                           e->minimum, e->maximum);

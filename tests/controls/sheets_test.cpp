@@ -96,6 +96,44 @@ TEST_F(Sheets, ChildPanelSheetsSwitchOnTabClicks) {
     EXPECT_EQ(SheetGroupGetSheetPanelFromIndex(panel, group, 3, &sheetPanel), -12);
 }
 
+TEST_F(Sheets, TallTabsKeepTheirTitlesInTheMiddleAndMeetTheBody) {
+    int group = SheetGroupCreate(panel, 8, 0);
+    ASSERT_EQ(SheetGroupSetTabSize(panel, group, 24, 8), 0);
+    EXPECT_EQ(SheetGroupSetTabSize(panel, group, -1, 0), UIEInvalidAttributeValue);
+    int a = childPanel(), b = childPanel();
+    SheetGroupAddSheet(panel, group, "One", SHEET_MODE_PANEL, a);
+    SheetGroupAddSheet(panel, group, "Two", SHEET_MODE_PANEL, b);
+    int bodyTop = 0;
+    SheetGroupGetSize(panel, group, nullptr, &bodyTop, nullptr, nullptr, nullptr);
+    EXPECT_EQ(bodyTop, 8 + 24 + 5);
+    int textHeight = 0;
+    GetTextDisplaySize("One", VAL_DIALOG_META_FONT, &textHeight, nullptr);
+    for (const char* title : {"One", "Two"}) {
+        int label = labelOf(title), height = 0, width = 0;
+        GetCtrlAttribute(panel, label, ATTR_HEIGHT, &height);
+        GetCtrlAttribute(panel, label, ATTR_WIDTH, &width);
+        // Whether raised or lowered, a title's label reaches 2 into the body, under which an
+        // active tab opens into it.
+        EXPECT_EQ(top(label) + height, bodyTop + 2) << title;
+        int titleWidth = 0;
+        GetTextDisplaySize(title, VAL_DIALOG_META_FONT, nullptr, &titleWidth);
+        EXPECT_GE(width, titleWidth + 16) << title << ": padded on both sides";
+        int justify = -1;
+        GetCtrlAttribute(panel, label, ATTR_TEXT_JUSTIFY, &justify);
+        EXPECT_EQ(justify, VAL_CENTER_JUSTIFIED);
+    }
+    EXPECT_EQ(top(labelOf("One")), 8 + 2 + (24 - textHeight) / 2) << "the title in the middle of its tab";
+    // The tab behind is shaded darker than the active one.
+    int activeColor = 0, behindColor = 0;
+    GetCtrlAttribute(panel, labelOf("One"), ATTR_TEXT_BGCOLOR, &activeColor);
+    GetCtrlAttribute(panel, labelOf("Two"), ATTR_TEXT_BGCOLOR, &behindColor);
+    EXPECT_LT(behindColor & 0xFF, activeColor & 0xFF);
+    UiTest_Click(panel, labelOf("Two"), 3, 3);
+    GetCtrlAttribute(panel, labelOf("One"), ATTR_TEXT_BGCOLOR, &behindColor);
+    GetCtrlAttribute(panel, labelOf("Two"), ATTR_TEXT_BGCOLOR, &activeColor);
+    EXPECT_LT(behindColor & 0xFF, activeColor & 0xFF);
+}
+
 TEST_F(Sheets, UnknownTitleLeavesNoSheetActive) {
     int group = SheetGroupCreate(panel, 40, 10);
     int a = childPanel();
