@@ -167,21 +167,6 @@ void setVisible(int panel, ListType controls, int visible) {
         SetCtrlAttribute(panel, controlAt(controls, i), ATTR_VISIBLE, visible);
 }
 
-// The panel's background, and the slightly darker one of the tabs behind the active one.
-int tabBackground(const Sheet* s, bool active) {
-    int background = VAL_PANEL_GRAY;
-    GetPanelAttribute(s->panel, ATTR_BACKCOLOR, &background);
-    if (active) return background;
-    auto darker = [&](int shift) { return (((background >> shift) & 0xFF) * 92 / 100) << shift; };
-    return darker(16) | darker(8) | darker(0);
-}
-
-void shadeTab(Sheet* s, bool active) {
-    int color = tabBackground(s, active);
-    SetCtrlAttribute(s->panel, s->label, ATTR_TEXT_BGCOLOR, color);
-    SetCtrlAttribute(s->panel, s->tab, ATTR_FRAME_COLOR, color);
-}
-
 void raiseTab(Sheet* s, int color) {
     SetCtrlAttribute(s->panel, s->tab, ATTR_TOP, s->raisedTabTop);
     SetCtrlAttribute(s->panel, s->tab, ATTR_WIDTH, s->raisedTabWidth);
@@ -190,7 +175,6 @@ void raiseTab(Sheet* s, int color) {
     SetCtrlAttribute(s->panel, s->label, ATTR_WIDTH, s->raisedLabelWidth);
     SetCtrlAttribute(s->panel, s->label, ATTR_HEIGHT, s->raisedLabelHeight);
     SetCtrlAttribute(s->panel, s->label, ATTR_TEXT_COLOR, color);
-    shadeTab(s, true);
     s->raised = 1;
 }
 
@@ -205,7 +189,6 @@ void lowerTab(Sheet* s) {
         SetCtrlAttribute(s->panel, control, ATTR_WIDTH, width - 2);
     }
     SetCtrlAttribute(s->panel, s->label, ATTR_TEXT_COLOR, 0);
-    shadeTab(s, false);
     s->raised = 0;
 }
 
