@@ -132,9 +132,15 @@ int chooseColor(const char* title, int* color) {
     return 1;
 }
 
-int ColorPaletteClick(int, int, int event, void*, int eventData1, int eventData2) {
+int ColorPaletteClick(int panel, int control, int event, void*, int eventData1, int eventData2) {
     if (event != EVENT_LEFT_CLICK) return 0;
-    const int row = eventData1 / kCell, column = eventData2 / kCell;
+    // The click comes in the panel's coordinates.
+    int top = 0, left = 0;
+    GetCtrlAttribute(panel, control, ATTR_TOP, &top);
+    GetCtrlAttribute(panel, control, ATTR_LEFT, &left);
+    const int y = eventData1 - top, x = eventData2 - left;
+    if (y < 0 || x < 0) return 0;
+    const int row = y / kCell, column = x / kCell;
     if (row < 0 || row >= kPaletteRows || column < 0 || column >= kPaletteColumns) return 0;
     paletteChoice = row * kPaletteColumns + column;
     paletteDone = 1;
