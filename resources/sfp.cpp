@@ -1,5 +1,7 @@
 #include "resources/sfp.h"
 
+#include <unistd.h>
+
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -80,6 +82,14 @@ std::string productDescription(const char* kbDir, const char* dirName) {
     }
     std::fclose(f);
     return description;
+}
+
+// A path that names a program as a whole is started as one word, blanks and all.
+std::string commandLineOf(const char* path) {
+    if (access(path, X_OK) != 0) return path;
+    std::string quoted = "'";
+    for (const char* p = path; *p; ++p) quoted += *p == '\'' ? std::string("'\\''") : std::string(1, *p);
+    return quoted + "'";
 }
 
 void upperCase(char* text) {
@@ -189,7 +199,7 @@ int MainSfpSelect(int panel, int control, int event, void*, int, int) {
     SetMenuBarAttribute(menuBar, MENUBAR_FILE_OPEN, ATTR_DIMMED, 1);
     SetCtrlAttribute(panel, SFPSHEET_SFPPATH, ATTR_DIMMED, 1);
     ProcessDrawEvents();
-    int result = LaunchExecutable(path);
+    int result = LaunchExecutable(commandLineOf(path).c_str());
     SetWaitCursor(cursor);
     if (result < 0) {
         char text[300];
