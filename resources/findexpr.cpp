@@ -104,6 +104,11 @@ void describeCondition(int panel, int index, bool on) {
     ReplaceListItem(panel, FINDEXPRDLG_ATTRLIST, index, label.c_str(), value.c_str());
 }
 
+// Shows the expression the controls make now.
+void updatePreview(int panel) {
+    ResetTextBox(panel, FINDEXPRDLG_PREVIEW, buildFindExpression(readChoices(panel)).c_str());
+}
+
 void endBuilder(bool success) {
     bFindExprPopupSuccess = success ? 1 : 0;
     bFindExprPopupActive = 0;
@@ -231,6 +236,11 @@ int DoCreateFindExpr(int parentPanel, char* out, size_t outSize) {
     return bFindExprPopupSuccess;
 }
 
+int FindExprPreview(int panel, int, int event, void*, int, int) {
+    if (event == EVENT_COMMIT || event == EVENT_VAL_CHANGED) updatePreview(panel);
+    return 0;
+}
+
 int FindExprOK(int panel, int, int event, void*, int, int) {
     if (event != EVENT_COMMIT) return 0;
     std::string expr = buildFindExpression(readChoices(panel));
@@ -257,6 +267,7 @@ int FindExprCallback(int, int event, void*, int, int) {
 int CheckMachineCallback(int panel, int control, int event, void*, int, int) {
     if (event != EVENT_COMMIT) return 0;
     SetCtrlAttribute(panel, FINDEXPRDLG_MACHINE, ATTR_DIMMED, checked(panel, control) ? 0 : 1);
+    updatePreview(panel);
     return 0;
 }
 
@@ -264,6 +275,7 @@ int CheckInterfacesCallback(int panel, int control, int event, void*, int, int) 
     if (event != EVENT_COMMIT) return 0;
     const bool off = !checked(panel, control);
     for (const InterfaceBox& b : kInterfaces) SetCtrlAttribute(panel, b.control, ATTR_DIMMED, off ? 1 : 0);
+    updatePreview(panel);
     return 0;
 }
 
@@ -272,6 +284,7 @@ int CheckAttributesCallback(int panel, int control, int event, void*, int, int) 
     const int controls[] = {FINDEXPRDLG_ALL, FINDEXPRDLG_ANY, FINDEXPRDLG_ATTRLIST, FINDEXPRDLG_RELATION,
                             FINDEXPRDLG_VALUE};
     dimAll(panel, controls, 5, !checked(panel, control));
+    updatePreview(panel);
     return 0;
 }
 
@@ -279,6 +292,7 @@ int AttributeAllCallback(int panel, int, int event, void*, int, int) {
     if (event != EVENT_COMMIT) return 0;
     SetCtrlVal(panel, FINDEXPRDLG_ALL, 1);
     SetCtrlVal(panel, FINDEXPRDLG_ANY, 0);
+    updatePreview(panel);
     return 0;
 }
 
@@ -286,10 +300,12 @@ int AttributeAnyCallback(int panel, int, int event, void*, int, int) {
     if (event != EVENT_COMMIT) return 0;
     SetCtrlVal(panel, FINDEXPRDLG_ANY, 1);
     SetCtrlVal(panel, FINDEXPRDLG_ALL, 0);
+    updatePreview(panel);
     return 0;
 }
 
 int AttributeListboxCallback(int panel, int control, int event, void*, int, int) {
+    if (event != EVENT_COMMIT && event != EVENT_VAL_CHANGED) return 0;
     int index = -1;
     GetCtrlIndex(panel, control, &index);
     if (index < 0) return 0;
@@ -306,6 +322,7 @@ int AttributeListboxCallback(int panel, int control, int event, void*, int, int)
             SetCtrlVal(panel, FINDEXPRDLG_VALUE, number);
         }
     }
+    updatePreview(panel);
     return 0;
 }
 
@@ -316,5 +333,6 @@ int AttributeRelationValueCallback(int panel, int, int event, void*, int, int) {
     if (index < 0) return 0;
     IsListItemChecked(panel, FINDEXPRDLG_ATTRLIST, index, &on);
     if (on) describeCondition(panel, index, true);
+    updatePreview(panel);
     return 0;
 }

@@ -116,6 +116,7 @@ TEST_F(Builder, ConditionLabelsFollowTheRelationAndValue) {
         GetLabelFromIndex(panel, FINDEXPRDLG_ATTRLIST, 1, label);
         EXPECT_EQ(std::string(label), "VI_ATTR_INTF_NUM");
         UiTest_ToggleCheck(panel, FINDEXPRDLG_ATTRLIST, 1);
+        EXPECT_EQ(UiTest_DisplayedText(panel, FINDEXPRDLG_PREVIEW), "?*{VI_ATTR_INTF_NUM <= 9}");
         UiTest_Commit(panel, FINDEXPRDLG_OK);
     });
     EXPECT_EQ(ok, 1);
