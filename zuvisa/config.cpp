@@ -155,6 +155,8 @@ ViStatus readConfigFile(const std::string& path, Config* out, std::string* probl
 Config defaultConfig(const std::string& moduleDir) {
     Config c;
     c.bridgelets.push_back({"sim", true, false});
+    // Any TCPIP name opens on a fresh machine; simulated names are the sim bridgelet's first.
+    c.bridgelets.push_back({"tcpip", true, false});
     // Hardware a fresh machine may have: looking costs little and needs no library.
     c.bridgelets.push_back({"asrl", true, false});
     c.bridgelets.push_back({"usbtmc", true, false});

@@ -1,7 +1,7 @@
 // The ZU-VISA configuration: one ini file naming the enabled bridgelets, aliases and simulation
 // files. Looked up through ZUVISA_CONFIG, then the user's configuration directory
 // ($XDG_CONFIG_HOME or ~/.config, "zuvisa/zuvisa.ini"), then /etc/zuvisa/zuvisa.ini; without a
-// file the built-in defaults apply: the sim bridgelet with the bundled bench, the serial ports
+// file the built-in defaults apply: the sim bridgelet with the bundled bench, tcpip, the serial ports
 // (asrl) and USB instruments (usbtmc), and gpib when linux-gpib is installed.
 //
 //   [Bridgelets]

@@ -58,17 +58,15 @@ TEST(Config, MissingFilesGiveTheDefaults) {
     std::string why;
     EXPECT_EQ(loadConfig("/mods", &c, &why), VI_WARN_CONFIG_NLOADED);
     EXPECT_NE(why.find("/nonexistent/zuvisa.ini"), std::string::npos);
-    // Simulation and the hardware that needs no library; gpib only where linux-gpib is.
+    // sim first, so that a simulated name is never taken for a host; any TCPIP name opens;
+    // the hardware that needs no library; gpib only where linux-gpib is.
     std::vector<std::string> names;
     for (const BridgeletEntry& b : c.bridgelets) {
         EXPECT_TRUE(b.enabled) << b.name;
         EXPECT_EQ(b.optional, b.name == "gpib") << b.name;
         names.push_back(b.name);
     }
-    EXPECT_EQ(names.front(), "sim");
-    for (const char* wanted : {"asrl", "usbtmc", "gpib"}) {
-        EXPECT_NE(std::find(names.begin(), names.end(), wanted), names.end()) << wanted;
-    }
+    EXPECT_EQ(names, (std::vector<std::string>{"sim", "tcpip", "asrl", "usbtmc", "gpib"}));
     EXPECT_EQ(c.moduleDirectory, "/mods");
     unsetenv("ZUVISA_CONFIG");
     setenv("HOME", "/nonexistent-home", 1);
