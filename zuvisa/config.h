@@ -1,8 +1,9 @@
 // The ZU-VISA configuration: one ini file naming the enabled bridgelets, aliases and simulation
 // files. Looked up through ZUVISA_CONFIG, then the user's configuration directory
 // ($XDG_CONFIG_HOME or ~/.config, "zuvisa/zuvisa.ini"), then /etc/zuvisa/zuvisa.ini; without a
-// file the built-in defaults apply: the sim bridgelet with the bundled bench, tcpip, the serial ports
-// (asrl) and USB instruments (usbtmc), and gpib when linux-gpib is installed.
+// file the built-in defaults apply: the serial ports (asrl), USB instruments (usbtmc), gpib when
+// linux-gpib is installed, the sim bridgelet with the bundled bench, and tcpip. Hardware comes
+// first: where names clash the first bridgelet wins, and the demo bench must hide no real port.
 //
 //   [Bridgelets]
 //   sim = True                ; one item per bridgelet, in load order: True, False or Auto

@@ -58,15 +58,16 @@ TEST(Config, MissingFilesGiveTheDefaults) {
     std::string why;
     EXPECT_EQ(loadConfig("/mods", &c, &why), VI_WARN_CONFIG_NLOADED);
     EXPECT_NE(why.find("/nonexistent/zuvisa.ini"), std::string::npos);
-    // sim first, so that a simulated name is never taken for a host; any TCPIP name opens;
-    // the hardware that needs no library; gpib only where linux-gpib is.
+    // Real ports, USB instruments and GPIB boards before the simulation, which the demo bench
+    // must not hide; sim before tcpip, so that a simulated name is never taken for a host;
+    // gpib only where linux-gpib is.
     std::vector<std::string> names;
     for (const BridgeletEntry& b : c.bridgelets) {
         EXPECT_TRUE(b.enabled) << b.name;
         EXPECT_EQ(b.optional, b.name == "gpib") << b.name;
         names.push_back(b.name);
     }
-    EXPECT_EQ(names, (std::vector<std::string>{"sim", "tcpip", "asrl", "usbtmc", "gpib"}));
+    EXPECT_EQ(names, (std::vector<std::string>{"asrl", "usbtmc", "gpib", "sim", "tcpip"}));
     EXPECT_EQ(c.moduleDirectory, "/mods");
     unsetenv("ZUVISA_CONFIG");
     setenv("HOME", "/nonexistent-home", 1);
