@@ -473,5 +473,84 @@ TEST_F(AsrlSocat, ALoopBackCableReturnsEveryByteAtEveryRate) {
     viClose(vi);
 }
 
+// zusimd serving the simulated power supply of the test bench on a pseudo-terminal.
+class AsrlZusimd : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const char* zusimd = getenv("ZUSIMD");
+        ASSERT_TRUE(zusimd && *zusimd) << "ZUSIMD names no program";
+        int out[2];
+        ASSERT_EQ(pipe(out), 0);
+        std::string bench = testData("data/hardware.yaml");
+        pid_ = fork();
+        if (pid_ == 0) {
+            dup2(out[1], 1);
+            close(out[0]);
+            execl(zusimd, zusimd, "--no-socket", "--no-vxi11", "--no-hislip", "--pty-dir", dir_.path().c_str(),
+                  bench.c_str(), static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        close(out[1]);
+        // zusimd says "ready" once it serves.
+        std::string said;
+        char c;
+        while (said.find("ready\n") == std::string::npos && read(out[0], &c, 1) == 1) said.push_back(c);
+        close(out[0]);
+        ASSERT_NE(said.find("ready\n"), std::string::npos) << said;
+        config_ = std::make_unique<TempConfig>("[Bridgelets]\nasrl = True\n\n[asrl]\nScan = False\nASRL2 = \"" +
+                                               dir_.file("asrl1") + "\"\n");
+        ASSERT_EQ(viOpenDefaultRM(&rm_), VI_SUCCESS);
+    }
+    void TearDown() override {
+        if (rm_) viClose(rm_);
+        stopZusimd();
+    }
+    void stopZusimd() {
+        if (pid_ <= 0) return;
+        kill(pid_, SIGTERM);
+        int status = 0;
+        waitpid(pid_, &status, 0);
+        pid_ = 0;
+    }
+    std::string query(ViSession vi, const std::string& text, ViStatus* st) {
+        ViUInt32 n = 0;
+        EXPECT_EQ(viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()), static_cast<ViUInt32>(text.size()), &n), VI_SUCCESS);
+        char buf[256];
+        *st = viRead(vi, reinterpret_cast<ViPBuf>(buf), sizeof buf, &n);
+        return std::string(buf, n);
+    }
+
+    TempDir dir_;
+    pid_t pid_ = 0;
+    std::unique_ptr<TempConfig> config_;
+    ViSession rm_ = 0;
+};
+
+TEST_F(AsrlZusimd, TheSimulatedInstrumentAnswersThroughARealSerialSession) {
+    ViSession vi = 0;
+    ASSERT_EQ(viOpen(rm_, "ASRL2::INSTR", VI_NULL, 0, &vi), VI_SUCCESS);
+    viSetAttribute(vi, VI_ATTR_TMO_VALUE, 3000);
+    viSetAttribute(vi, VI_ATTR_ASRL_END_OUT, VI_ASRL_END_TERMCHAR);
+    ViStatus st;
+    EXPECT_EQ(query(vi, "*IDN?", &st), "ZU,PS-3,1,1.0\n");
+    EXPECT_EQ(st, VI_SUCCESS_TERM_CHAR);
+    // Its answer with NUL bytes in it, whole and with the NULs dropped.
+    EXPECT_EQ(query(vi, "NUL?", &st), std::string("A\0B\n", 4));
+    viSetAttribute(vi, VI_ATTR_ASRL_DISCARD_NULL, VI_TRUE);
+    EXPECT_EQ(query(vi, "NUL?", &st), "AB\n");
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_ASRL_BAUD, 115200), VI_SUCCESS);
+    EXPECT_EQ(query(vi, "*IDN?", &st), "ZU,PS-3,1,1.0\n");
+    // The server stops while a read waits.
+    std::thread stop([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        stopZusimd();
+    });
+    char buf[16];
+    ViUInt32 n = 0;
+    EXPECT_EQ(viRead(vi, reinterpret_cast<ViPBuf>(buf), sizeof buf, &n), VI_ERROR_CONN_LOST);
+    stop.join();
+    viClose(vi);
+}
+
 }  // namespace
 }  // namespace zuvisa::testing
