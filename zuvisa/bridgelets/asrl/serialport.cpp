@@ -95,8 +95,15 @@ ViStatus SerialPort::open(const std::string& device, const std::string& lockDire
     std::shared_ptr<SerialPort> port(new SerialPort(device, fd));
     {
         std::lock_guard<std::mutex> lock(port->m_);
-        // A session starts at 9600 baud, 8 data bits, no parity, one stop bit, no handshake.
-        if (ViStatus st = port->applyLocked(PortSettings{}); st < 0) return st;
+        // A session starts at 9600 baud, 8 data bits, no parity, one stop bit, no handshake;
+        // a port that cannot be set so keeps what it has, and says so in its attributes.
+        if (port->applyLocked(PortSettings{}) < 0) {
+            tty::LineSettings now;
+            if (tty::readSettings(fd, &now) == 0) {
+                port->settings_.line = now;
+                port->settings_.flow = now.rtsCts ? VI_ASRL_FLOW_RTS_CTS : now.xonXoff ? VI_ASRL_FLOW_XON_XOFF : VI_ASRL_FLOW_NONE;
+            }
+        }
         int lines = 0;
         port->linesKnown_ = tty::modemLines(fd, &lines) == 0;
         port->lines_ = lines;

@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/wait.h>
+#include <termios.h>
 
 #include <algorithm>
 #include <cstring>
@@ -549,6 +550,46 @@ TEST_F(AsrlZusimd, TheSimulatedInstrumentAnswersThroughARealSerialSession) {
     ViUInt32 n = 0;
     EXPECT_EQ(viRead(vi, reinterpret_cast<ViPBuf>(buf), sizeof buf, &n), VI_ERROR_CONN_LOST);
     stop.join();
+    viClose(vi);
+}
+
+// A kernel tty that keeps its own rate whatever it is told: a virtual console nobody uses.
+// Its settings are put back afterwards.
+class AsrlRefusing : public ::testing::Test {
+protected:
+    static constexpr const char* kConsole = "/dev/tty63";
+    void SetUp() override {
+        saved_ = ::open(kConsole, O_RDWR | O_NOCTTY | O_NONBLOCK);
+        if (saved_ < 0 || tcgetattr(saved_, &before_) != 0) GTEST_SKIP() << kConsole << " cannot be opened here";
+        config_ = std::make_unique<TempConfig>(std::string("[Bridgelets]\nasrl = True\n\n[asrl]\nScan = False\nASRL9 = \"") +
+                                               kConsole + "\"\n");
+        ASSERT_EQ(viOpenDefaultRM(&rm_), VI_SUCCESS);
+    }
+    void TearDown() override {
+        if (rm_) viClose(rm_);
+        if (saved_ >= 0) {
+            tcsetattr(saved_, TCSANOW, &before_);
+            close(saved_);
+        }
+    }
+    int saved_ = -1;
+    termios before_{};
+    std::unique_ptr<TempConfig> config_;
+    ViSession rm_ = 0;
+};
+
+TEST_F(AsrlRefusing, ARateThePortCannotMakeIsRefusedAndTheRateStays) {
+    ViSession vi = 0;
+    // The session opens at what the port has, since it cannot have 9600.
+    ASSERT_EQ(viOpen(rm_, "ASRL9::INSTR", VI_NULL, 0, &vi), VI_SUCCESS);
+    ViUInt32 rate = 0;
+    ASSERT_EQ(viGetAttribute(vi, VI_ATTR_ASRL_BAUD, &rate), VI_SUCCESS);
+    EXPECT_NE(rate, 12345u);
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_ASRL_BAUD, 12345), VI_ERROR_NSUP_ATTR_STATE);
+    ViUInt32 after = 0;
+    EXPECT_EQ(viGetAttribute(vi, VI_ATTR_ASRL_BAUD, &after), VI_SUCCESS);
+    EXPECT_EQ(after, rate);
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_ASRL_BAUD, rate), VI_SUCCESS);
     viClose(vi);
 }
 
