@@ -6,61 +6,14 @@ Usage: serial_peers.py <zusimd> <libzuvisa.so> <device file>
 Prints one line per check and 'N passed, N failed' at the end; exits non-zero on a failure.
 """
 import os
-import subprocess
 import sys
 import tempfile
-import time
 
-passed = 0
-failed = 0
-skipped = 0
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import lan_peers as peers  # noqa: E402 - the checks, their counts and zusimd's starter are shared
 
-
-def check(name, condition, detail=""):
-    global passed, failed
-    if condition:
-        passed += 1
-        print("ok   " + name)
-    else:
-        failed += 1
-        print("FAIL " + name + (": " + str(detail) if detail else ""))
-
-
-def skip(name, why):
-    global skipped
-    skipped += 1
-    print("skip " + name + ": " + why)
-
-
-class Zusimd:
-    """zusimd serving the file's serial instruments only, with links to their terminals."""
-
-    def __init__(self, program, device_file, folder):
-        self.proc = subprocess.Popen([program, "--no-socket", "--no-vxi11", "--no-hislip", "--pty-dir", folder,
-                                      device_file], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-        self.lines = []
-        deadline = time.time() + 10
-        while time.time() < deadline:
-            line = self.proc.stdout.readline()
-            if not line:
-                break
-            if line.strip() == "ready":
-                return
-            self.lines.append(line.strip())
-        raise RuntimeError("zusimd did not start: " + self.proc.stderr.read())
-
-    def terminal(self):
-        for line in self.lines:
-            if line.startswith("ASRL/dev/"):
-                return line.split("::")[0][len("ASRL"):]
-        return None
-
-    def stop(self):
-        self.proc.terminate()
-        try:
-            self.proc.communicate(timeout=10)
-        except subprocess.TimeoutExpired:
-            self.proc.kill()
+check = peers.check
+skip = peers.skip
 
 
 def pyvisa_py_checks(terminal):
@@ -103,10 +56,11 @@ def main():
         return 2
     zusimd, library, device_file = sys.argv[1:]
     with tempfile.TemporaryDirectory() as folder:
-        sim = Zusimd(zusimd, device_file, folder)
+        sim = peers.Zusimd(zusimd, device_file, ["--no-socket", "--no-vxi11", "--no-hislip", "--pty-dir", folder])
         try:
-            terminal = sim.terminal()
-            check("zusimd names the terminal", terminal is not None, sim.lines)
+            name = sim.name(r"serves ASRL1::INSTR")
+            check("zusimd names the terminal", name is not None, sim.lines)
+            terminal = name[len("ASRL"):-len("::INSTR")]
             pyvisa_py_checks(terminal)
             rm, inst = zuvisa_checks(library, os.path.join(folder, "asrl1"), folder)
         finally:
@@ -121,8 +75,8 @@ def main():
                   e)
         inst.close()
         rm.close()
-    print("%d passed, %d failed, %d skipped" % (passed, failed, skipped))
-    return 1 if failed else 0
+    print("%d passed, %d failed, %d skipped" % (peers.passed, peers.failed, peers.skipped))
+    return 1 if peers.failed else 0
 
 
 if __name__ == "__main__":

@@ -106,22 +106,11 @@ protected:
         EXPECT_EQ(viOpen(rm, name, VI_NULL, 0, &vi), expected) << name;
         return vi;
     }
-    ViStatus write(ViSession vi, const std::string& text) {
-        ViUInt32 n = 0;
-        return viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()), static_cast<ViUInt32>(text.size()), &n);
-    }
-    std::string read(ViSession vi, ViStatus* status, ViUInt32 count = 512) {
-        std::vector<char> buf(count ? count : 1);
-        ViUInt32 n = 0;
-        ViStatus st = viRead(vi, reinterpret_cast<ViPBuf>(buf.data()), count, &n);
-        if (status) *status = st;
-        return std::string(buf.data(), n);
-    }
+    ViStatus write(ViSession vi, const std::string& text) { return writeText(vi, text); }
+    std::string read(ViSession vi, ViStatus* status, ViUInt32 count = 512) { return readText(vi, status, count); }
     template <typename T>
     T attr(ViObject vi, ViAttr a) {
-        T v{};
-        EXPECT_EQ(viGetAttribute(vi, a, &v), VI_SUCCESS) << std::hex << a;
-        return v;
+        return attribute<T>(vi, a);
     }
     // Waits until the port has taken in n bytes.
     bool arrived(ViSession vi, ViUInt32 n) {

@@ -38,16 +38,8 @@ protected:
         EXPECT_EQ(viOpen(rm, name, VI_NULL, 0, &vi), expected) << name;
         return vi;
     }
-    ViStatus write(ViSession vi, const std::string& text) {
-        ViUInt32 n = 0;
-        return viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()), static_cast<ViUInt32>(text.size()), &n);
-    }
-    std::string read(ViSession vi, ViStatus* st, ViUInt32 count = 256) {
-        std::vector<char> buf(count);
-        ViUInt32 n = 0;
-        *st = viRead(vi, reinterpret_cast<ViPBuf>(buf.data()), count, &n);
-        return std::string(buf.data(), n);
-    }
+    ViStatus write(ViSession vi, const std::string& text) { return writeText(vi, text); }
+    std::string read(ViSession vi, ViStatus* st, ViUInt32 count = 256) { return readText(vi, st, count); }
     ViStatus command(ViSession vi, std::initializer_list<uint8_t> bytes) {
         std::vector<uint8_t> b(bytes);
         ViUInt32 n = 0;
@@ -55,9 +47,7 @@ protected:
     }
     template <typename T>
     T attr(ViObject vi, ViAttr a) {
-        T v{};
-        EXPECT_EQ(viGetAttribute(vi, a, &v), VI_SUCCESS) << std::hex << a;
-        return v;
+        return attribute<T>(vi, a);
     }
     ViStatus waitFor(ViSession vi, ViEventType type, ViEvent* ctx = nullptr, ViUInt32 ms = 2000) {
         ViEventType got = 0;

@@ -49,21 +49,11 @@ protected:
         EXPECT_EQ(viOpen(rm, name, VI_NULL, 0, &vi), expected) << name;
         return vi;
     }
-    ViStatus write(ViSession vi, const std::string& text) {
-        ViUInt32 n = 0;
-        return viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()), static_cast<ViUInt32>(text.size()), &n);
-    }
-    std::string read(ViSession vi, ViStatus* st, ViUInt32 count = 256) {
-        std::vector<char> buf(count);
-        ViUInt32 n = 0;
-        *st = viRead(vi, reinterpret_cast<ViPBuf>(buf.data()), count, &n);
-        return std::string(buf.data(), n);
-    }
+    ViStatus write(ViSession vi, const std::string& text) { return writeText(vi, text); }
+    std::string read(ViSession vi, ViStatus* st, ViUInt32 count = 256) { return readText(vi, st, count); }
     template <typename T>
     T attr(ViObject vi, ViAttr a) {
-        T v{};
-        EXPECT_EQ(viGetAttribute(vi, a, &v), VI_SUCCESS) << std::hex << a;
-        return v;
+        return attribute<T>(vi, a);
     }
     std::string text(ViObject vi, ViAttr a) {
         char buf[256] = "";
