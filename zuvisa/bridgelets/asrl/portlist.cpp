@@ -5,6 +5,8 @@
 #include <map>
 #include <set>
 
+#include "zuvisa/rsrcname.h"
+
 namespace zuvisa::asrl {
 
 namespace {
@@ -13,15 +15,8 @@ constexpr int kMaxNumber = 65535;
 
 bool startsWith(const std::string& s, const char* prefix) { return s.rfind(prefix, 0) == 0; }
 
-std::string upper(std::string s) {
-    for (char& c : s) {
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
-    }
-    return s;
-}
-
 bool parseBool(const std::string& v, bool* out) {
-    std::string u = upper(v);
+    std::string u = upperAscii(v);
     if (u == "TRUE" || u == "1" || u == "YES") *out = true;
     else if (u == "FALSE" || u == "0" || u == "NO") *out = false;
     else return false;
@@ -91,7 +86,7 @@ PortConfig readPortConfig(const std::vector<std::pair<std::string, std::string>>
     PortConfig c;
     std::set<int> used;
     for (const auto& [key, value] : items) {
-        std::string k = upper(key);
+        std::string k = upperAscii(key);
         if (k == "SCAN") {
             if (!parseBool(value, &c.scan) && problems) problems->push_back("Scan is neither True nor False");
         } else if (k == "SYSROOT") {

@@ -26,13 +26,6 @@ constexpr auto kRepollPeriod = std::chrono::milliseconds(500);
 // Command bytes (IEEE 488.1).
 constexpr uint8_t kGtl = 0x01, kGet = 0x08, kLlo = 0x11, kUnl = 0x3F, kListen = 0x20, kSecondary = 0x60;
 
-std::string upper(std::string s) {
-    for (char& c : s) {
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
-    }
-    return s;
-}
-
 ViAttrState lineState(int lines, int valid, int bus) {
     if (!(lines & valid)) return static_cast<ViUInt16>(VI_STATE_UNKNOWN);
     return (lines & bus) ? VI_STATE_ASSERTED : VI_STATE_UNASSERTED;
@@ -503,13 +496,13 @@ GpibConfig readGpibConfig(const std::vector<std::pair<std::string, std::string>>
                           std::vector<std::string>* problems) {
     GpibConfig c;
     for (const auto& [key, value] : items) {
-        std::string k = upper(key);
+        std::string k = upperAscii(key);
         if (k == "LIBRARY") {
             c.library = value;
         } else if (k == "DEVROOT") {
             c.devRoot = value;
         } else if (k == "SCAN") {
-            std::string v = upper(value);
+            std::string v = upperAscii(value);
             if (v == "TRUE" || v == "FALSE") c.scan = v == "TRUE";
             else if (problems) problems->push_back("Scan is neither True nor False");
         } else if (problems) {

@@ -9,10 +9,6 @@
 
 namespace zuvisa::gpib {
 
-const long long kTimeoutMicros[kTimeoutCodes] = {
-    0,       10,        30,        100,        300,         1000,         3000,       10000,     30000,
-    100000,  300000,    1000000,   3000000,    10000000,    30000000,     100000000,  300000000, 1000000000};
-
 int timeoutCode(unsigned ms, bool infinite) {
     if (infinite) return 0;
     long long us = static_cast<long long>(ms) * 1000;

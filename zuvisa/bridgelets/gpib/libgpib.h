@@ -34,7 +34,9 @@ inline constexpr int kNoSad = 0;
 
 // Timeout codes: kTimeoutMicros[n] is the limit of code n (code 0: none).
 inline constexpr int kTimeoutCodes = 18;
-extern const long long kTimeoutMicros[kTimeoutCodes];
+inline constexpr long long kTimeoutMicros[kTimeoutCodes] = {
+    0,         10,        30,         100,        300,         1000,        3000,      10000,     30000,
+    100000,    300000,    1000000,    3000000,    10000000,    30000000,    100000000, 300000000, 1000000000};
 // The smallest code whose limit is at least ms (0 for VI_TMO_INFINITE).
 int timeoutCode(unsigned ms, bool infinite);
 

@@ -54,13 +54,6 @@ ViStatus openError(int rc) {
     }
 }
 
-std::string upper(std::string s) {
-    for (char& c : s) {
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
-    }
-    return s;
-}
-
 // What links on one device node share: the layer, the descriptor, control transfers and the
 // time limit each call sets.
 class TmcBase : public Link {
@@ -394,7 +387,7 @@ public:
     }
 };
 
-bool sameSerial(const std::string& a, const std::string& b) { return a == b || upper(a) == upper(b); }
+bool sameSerial(const std::string& a, const std::string& b) { return a == b || upperAscii(a) == upperAscii(b); }
 
 bool onTheBus(const sysfs::Roots& roots, int vendor, int product) {
     std::string base = roots.sys + "/bus/usb/devices";
@@ -412,7 +405,7 @@ UsbtmcConfig readUsbtmcConfig(const std::vector<std::pair<std::string, std::stri
                               std::vector<std::string>* problems) {
     UsbtmcConfig c;
     for (const auto& [key, value] : items) {
-        std::string k = upper(key);
+        std::string k = upperAscii(key);
         if (k == "SYSROOT") c.roots.sys = value;
         else if (k == "DEVROOT") c.roots.dev = value;
         else if (k == "DEVICELAYER") c.deviceLayerModule = value;
