@@ -489,7 +489,7 @@ ViStatus SerialPort::setLine(int line, bool on) {
     if (line == tty::kRts && settings_.flow == VI_ASRL_FLOW_RTS_CTS) return VI_ERROR_NSUP_ATTR_STATE;
     if (line == tty::kDtr && settings_.flow == VI_ASRL_FLOW_DTR_DSR) return VI_ERROR_NSUP_ATTR_STATE;
     if (tty::setModemLine(fd_, line, on) != 0) return connected_ ? VI_ERROR_NSUP_ATTR_STATE : VI_ERROR_CONN_LOST;
-    (line == tty::kDtr ? dtr_ : rts_) = on;
+    if (line == tty::kDtr) dtr_ = on;
     return VI_SUCCESS;
 }
 

@@ -132,7 +132,7 @@ private:
     PortSettings settings_;
     bool breakOn_ = false;
     bool allowTransmit_ = true;
-    bool dtr_ = true, rts_ = true;
+    bool dtr_ = true;  // as the session set it, for when the DTR/DSR handshake gives it back
     bool linesKnown_ = false;     // the driver reports modem lines
     bool countersKnown_ = false;  // and counts their changes
     int lines_ = 0;
