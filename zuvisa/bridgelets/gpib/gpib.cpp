@@ -79,7 +79,7 @@ public:
 
     const Api* api() const { return api_; }
     int index() const { return index_; }
-    std::timed_mutex& bus() { return bus_; }
+    std::mutex& bus() { return bus_; }
 
     void attachBoard(EventSink* sink) {
         std::lock_guard<std::mutex> lock(m_);
@@ -128,7 +128,7 @@ private:
             std::vector<Raised> raised;
             std::vector<std::pair<int, uint8_t>> polled;
             // A session busy on the bus holds the lock; look again next time.
-            if (anyone && bus_.try_lock_for(std::chrono::milliseconds(5))) {
+            if (anyone && tryBus()) {
                 int sta = api_->ibwait(index_, 0);
                 if (!(sta & kErr)) {
                     // The event bits clear on the next call after a wait that names them.
@@ -167,6 +167,16 @@ private:
         }
     }
 
+    // The bus for a look at the board, when it is free within a few milliseconds. (Polled
+    // rather than a timed lock, which the thread sanitizer cannot follow.)
+    bool tryBus() {
+        for (int i = 0; i < 5; ++i) {
+            if (bus_.try_lock()) return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return false;
+    }
+
     // With m_ not held: the events of the board's own status, for its INTFC sessions.
     void boardEvents(int sta, int last, std::vector<Raised>* out) {
         if (last < 0) last = sta & ~(kDcas | kDtas);  // the first look sets the baseline
@@ -196,7 +206,7 @@ private:
 
     const Api* api_;
     const int index_;
-    std::timed_mutex bus_;
+    std::mutex bus_;
     std::mutex m_;
     std::condition_variable stopped_;
     bool stop_ = false;
@@ -216,7 +226,7 @@ public:
 
     ViStatus write(const ViByte* buf, size_t count, bool end, const IoControl& io, size_t* done) override {
         *done = 0;
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         if (ViStatus st = prepare(io); st < 0) return st;
         if (eot_ != static_cast<int>(end)) {
             int sta = api_->ibeot(ud_, end ? 1 : 0);
@@ -230,7 +240,7 @@ public:
 
     ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io, size_t* done) override {
         *done = 0;
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         int eos = opt.termCharEnabled ? (kReos | kBin | opt.termChar) : 0;
         if (eos != eos_) {
             int sta = api_->ibeos(ud_, eos);
@@ -292,12 +302,12 @@ public:
     }
     ~GpibInstrLink() override {
         if (sink_) board_->detachDevice(ud_);
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         api_->ibonl(ud_, 0);
     }
 
     ViStatus clear() override {
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         return statusOf(api_, api_->ibclr(ud_));
     }
 
@@ -307,7 +317,7 @@ public:
             *stb = polled;
             return VI_SUCCESS;
         }
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         char spr = 0;
         int sta = api_->ibrsp(ud_, &spr);
         *stb = static_cast<uint8_t>(spr);
@@ -316,13 +326,13 @@ public:
 
     ViStatus assertTrigger(ViUInt16 protocol) override {
         if (protocol != VI_TRIG_PROT_DEFAULT) return VI_ERROR_INV_PROT;
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         return statusOf(api_, api_->ibtrg(ud_));
     }
 
     ViStatus gpibControlRen(ViUInt16 mode) override {
         if (mode > VI_GPIB_REN_ADDRESS_GTL) return VI_ERROR_INV_MODE;
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         int b = board_->index();
         auto ren = [&](bool on) { return statusOf(api_, api_->ibsre(b, on ? 1 : 0)); };
         auto addressed = [&]() {
@@ -354,7 +364,7 @@ public:
 
     ViStatus getAttribute(ViAttr attr, ViAttrState* v, std::string* text) override {
         if (attr == VI_ATTR_GPIB_REN_STATE) {
-            std::lock_guard<std::timed_mutex> bus(board_->bus());
+            std::lock_guard<std::mutex> bus(board_->bus());
             *v = lineState(lines(), kValidRen, kBusRen);
             return VI_SUCCESS;
         }
@@ -377,7 +387,7 @@ public:
     }
 
     ViStatus gpibCommand(const ViByte* buf, size_t count, size_t* done) override {
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         int sta = api_->ibcmd(ud_, buf, static_cast<long>(count));
         *done = static_cast<size_t>(std::max<long>(0, api_->ThreadIbcntl()));
         return statusOf(api_, sta);
@@ -385,12 +395,12 @@ public:
 
     ViStatus assertTrigger(ViUInt16 protocol) override {
         if (protocol != VI_TRIG_PROT_DEFAULT) return VI_ERROR_INV_PROT;
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         return command({kGet});  // to the devices addressed to listen
     }
 
     ViStatus gpibControlRen(ViUInt16 mode) override {
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         ViStatus st;
         switch (mode) {
         case VI_GPIB_REN_DEASSERT: return statusOf(api_, api_->ibsre(ud_, 0));
@@ -404,7 +414,7 @@ public:
     }
 
     ViStatus gpibControlAtn(ViUInt16 mode) override {
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         switch (mode) {
         case VI_GPIB_ATN_DEASSERT: return statusOf(api_, api_->ibgts(ud_, 0));
         case VI_GPIB_ATN_DEASSERT_HANDSHAKE: return statusOf(api_, api_->ibgts(ud_, 1));
@@ -415,7 +425,7 @@ public:
     }
 
     ViStatus gpibSendIfc() override {
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         return statusOf(api_, api_->ibsic(ud_));
     }
 
@@ -423,7 +433,7 @@ public:
         if (primary > kMaxAddress || (secondary != VI_NO_SEC_ADDR && secondary > kMaxAddress)) {
             return VI_ERROR_INV_PARAMETER;
         }
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         int sad = secondary == VI_NO_SEC_ADDR ? kNoSad : kSadBase + secondary;
         int ud = api_->ibdev(ud_, primary, sad, 11, 1, 0);
         if (ud < 0) return statusOf(api_, api_->ThreadIbsta() | kErr);
@@ -433,7 +443,7 @@ public:
     }
 
     ViStatus getAttribute(ViAttr attr, ViAttrState* v, std::string* text) override {
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         int value = 0;
         switch (attr) {
         case VI_ATTR_GPIB_PRIMARY_ADDR:
@@ -470,7 +480,7 @@ public:
     }
 
     ViStatus setAttribute(ViAttr attr, ViAttrState v) override {
-        std::lock_guard<std::timed_mutex> bus(board_->bus());
+        std::lock_guard<std::mutex> bus(board_->bus());
         switch (attr) {
         case VI_ATTR_GPIB_PRIMARY_ADDR: return statusOf(api_, api_->ibpad(ud_, static_cast<int>(v)));
         case VI_ATTR_GPIB_SECONDARY_ADDR:
@@ -517,7 +527,7 @@ bool GpibBridgelet::boardPresent(int index) {
     std::string node = config_.devRoot + "/gpib" + std::to_string(index);
     if (stat(node.c_str(), &st) != 0) return false;
     std::shared_ptr<Board> b = board(index);
-    std::lock_guard<std::timed_mutex> bus(b->bus());
+    std::lock_guard<std::mutex> bus(b->bus());
     int pad = 0;
     // A board that gpib_config never set up answers no question.
     return !(api_->ibask(index, kOptPad, &pad) & kErr);
@@ -543,7 +553,7 @@ void GpibBridgelet::enumerate(std::vector<ResourceInfo>& out) {
         out.push_back(intfc);
         if (!config_.scan) continue;
         std::shared_ptr<Board> b = board(index);
-        std::lock_guard<std::timed_mutex> bus(b->bus());
+        std::lock_guard<std::mutex> bus(b->bus());
         int own = -1;
         api_->ibask(index, kOptPad, &own);
         // Only the controller in charge can ask who listens.
@@ -575,7 +585,7 @@ ViStatus GpibBridgelet::open(const std::string& canonicalName, ViUInt32, EventSi
     ViStatus presence = VI_SUCCESS;
     int ud;
     {
-        std::lock_guard<std::timed_mutex> bus(b->bus());
+        std::lock_guard<std::mutex> bus(b->bus());
         ud = api_->ibdev(rn.board, rn.primary, sad, 11, 1, 0);
         if (ud < 0) return statusOf(api_, api_->ThreadIbsta() | kErr) == VI_ERROR_NPERMISSION ? VI_ERROR_NPERMISSION
                                                                                                : VI_ERROR_RSRC_NFOUND;
