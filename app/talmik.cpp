@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "app/contexthelp.h"
 #include "app/prefs.h"
 #include "app/registry.h"
 #include "controls/help.h"
@@ -154,6 +155,7 @@ int talmik_main(short findOnStart) {
         helpLoaded = 0;
     }
     InstallMainCallback(MainCallback, nullptr, 0);
+    installHelpHost();
 
     ViStatus rmStatus = viOpenDefaultRM(&defaultRM);
     if (rmStatus < VI_SUCCESS) {
@@ -255,9 +257,17 @@ int SplashExit(int, int, int event, void*, int, int) {
     return 0;
 }
 
-int MainCallback(int, int, int event, void*, int, int) {
+int MainCallback(int panel, int control, int event, void*, int eventData1, int eventData2) {
     if (event == EVENT_LEFT_CLICK) Help_GotClick();
-    return 0;
+    if (event != EVENT_RIGHT_CLICK) return 0;
+    if (control != 0 && opensItsOwnHelpMenu(panel, control)) return 0;
+    // Only operation panels, whose constant names are the VISA operations, offer Operation Help.
+    char name[256] = "";
+    GetPanelAttribute(panel, ATTR_CONSTANT_NAME, name, sizeof name);
+    if (std::strncmp(name, "vi", 2) != 0) name[0] = '\0';
+    int hasHelp = Help_MessageFromUI(panel, control) != nullptr && helpLoaded;
+    return ContextSensitiveHelp(panel, control, hasHelp, 0, 0, 0, name, nullptr, eventData2,
+                                eventData1);
 }
 
 // ---- About ----------------------------------------------------------------------------------
