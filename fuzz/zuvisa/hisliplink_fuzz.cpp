@@ -26,7 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         fuzzpeer::drain(fd, 5);
     });
     ResourceName name;
-    parseResourceName("TCPIP0::127.0.0.1::hislip0," + std::to_string(server.port()) + "::INSTR", &name);
+    parseResourceName("TCPIP0::127.0.0.1::hislip0," + std::to_string(server.port()) + "::INSTR",
+                      &name);
     Settings s;
     s.connectTimeout = 200;
     std::unique_ptr<Link> link;

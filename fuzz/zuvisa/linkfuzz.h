@@ -15,7 +15,7 @@
 namespace fuzzpeer {
 
 class Peer {
-public:
+  public:
     // serve runs for each accepted connection with its index.
     using Serve = std::function<void(int fd, int index)>;
     Peer() {
@@ -42,7 +42,7 @@ public:
         if (thread_.joinable()) thread_.join();
     }
 
-private:
+  private:
     zuvisa::tcpip::Fd listener_;
     uint16_t port_ = 0;
     std::atomic<bool> stop_{false};

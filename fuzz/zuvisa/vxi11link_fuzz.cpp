@@ -28,7 +28,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     portmapper.run([&](int fd, int) {
         std::vector<uint8_t> rec;
-        if (rpc::readRecord(fd, 4096, IoControl::fromTimeout(200, nullptr), &rec) < 0 || rec.size() < 4) return;
+        if (rpc::readRecord(fd, 4096, IoControl::fromTimeout(200, nullptr), &rec) < 0 ||
+            rec.size() < 4)
+            return;
         XdrWriter w;
         w.u32(core.port());
         std::vector<uint8_t> reply = rpc::encodeReply(0, rpc::kSuccess, w.bytes());
@@ -38,7 +40,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     core.run([&](int fd, int) {
         for (auto& [raw, body] : pieces) {
             std::vector<uint8_t> rec;
-            if (rpc::readRecord(fd, rpc::kMaxRecord, IoControl::fromTimeout(200, nullptr), &rec) < 0) return;
+            if (rpc::readRecord(fd, rpc::kMaxRecord, IoControl::fromTimeout(200, nullptr), &rec) <
+                0)
+                return;
             if (raw) {
                 sendAll(fd, body.data(), body.size(), IoControl::fromTimeout(200, nullptr));
                 continue;

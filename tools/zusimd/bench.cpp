@@ -10,8 +10,8 @@ namespace zusimd {
 using namespace std::chrono;
 
 template <typename Pred>
-bool Locks::waitFor(std::unique_lock<std::mutex>& lock, milliseconds wait, const std::atomic<bool>& stop,
-                    Pred ready) {
+bool Locks::waitFor(std::unique_lock<std::mutex>& lock, milliseconds wait,
+                    const std::atomic<bool>& stop, Pred ready) {
     auto deadline = steady_clock::now() + wait;
     while (!ready()) {
         if (stop || (wait.count() >= 0 && steady_clock::now() >= deadline)) return false;
@@ -25,7 +25,8 @@ bool Locks::waitFor(std::unique_lock<std::mutex>& lock, milliseconds wait, const
 bool Locks::lockExclusive(const void* owner, milliseconds wait, const std::atomic<bool>& stop) {
     std::unique_lock<std::mutex> lock(m_);
     if (!waitFor(lock, wait, stop, [&] {
-            return (!exclusive_ || exclusive_ == owner) && (shared_.empty() || (shared_.size() == 1 && shared_.count(owner)));
+            return (!exclusive_ || exclusive_ == owner) &&
+                   (shared_.empty() || (shared_.size() == 1 && shared_.count(owner)));
         })) {
         return false;
     }
@@ -33,7 +34,8 @@ bool Locks::lockExclusive(const void* owner, milliseconds wait, const std::atomi
     return true;
 }
 
-bool Locks::lockShared(const void* owner, const std::string& key, milliseconds wait, const std::atomic<bool>& stop) {
+bool Locks::lockShared(const void* owner, const std::string& key, milliseconds wait,
+                       const std::atomic<bool>& stop) {
     std::unique_lock<std::mutex> lock(m_);
     if (!waitFor(lock, wait, stop, [&] {
             return (!exclusive_ || exclusive_ == owner) && (shared_.empty() || sharedKey_ == key);
@@ -115,8 +117,9 @@ bool Bench::load(const std::vector<std::string>& files, std::vector<std::string>
         zuvisa::ResourceName n;
         if (zuvisa::parseResourceName(info.name, &n) != VI_SUCCESS) continue;
         uint32_t kind = zuvisa::kindOf(n.intfType, n.rsrcClass);
-        constexpr uint32_t kServable = zuvisa::kKindGpibInstr | zuvisa::kKindTcpipInstr | zuvisa::kKindTcpipSocket |
-                                       zuvisa::kKindUsbInstr | zuvisa::kKindAsrlInstr;
+        constexpr uint32_t kServable = zuvisa::kKindGpibInstr | zuvisa::kKindTcpipInstr |
+                                       zuvisa::kKindTcpipSocket | zuvisa::kKindUsbInstr |
+                                       zuvisa::kKindAsrlInstr;
         if (!(kind & kServable) || !sim_->messageDevice(n.canonical)) continue;
         Served s;
         s.resource = n.canonical;
@@ -141,7 +144,8 @@ bool Bench::load(const std::vector<std::string>& files, std::vector<std::string>
             if (!byVxiDevice("inst" + std::to_string(k))) s.vxiDevice = "inst" + std::to_string(k);
         }
         for (int k = 0; s.hislipDevice.empty(); ++k) {
-            if (!byHislipDevice("hislip" + std::to_string(k))) s.hislipDevice = "hislip" + std::to_string(k);
+            if (!byHislipDevice("hislip" + std::to_string(k)))
+                s.hislipDevice = "hislip" + std::to_string(k);
         }
     }
     return !served_.empty();
@@ -163,7 +167,8 @@ const Served* Bench::byHislipDevice(const std::string& name) const {
     return nullptr;
 }
 
-ViStatus Bench::open(const Served& s, zuvisa::EventSink* sink, std::unique_ptr<zuvisa::Link>* link) {
+ViStatus Bench::open(const Served& s, zuvisa::EventSink* sink,
+                     std::unique_ptr<zuvisa::Link>* link) {
     return sim_->open(s.resource, 0, sink, link);
 }
 

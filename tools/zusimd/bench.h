@@ -22,9 +22,10 @@ namespace zusimd {
 
 // Locks of one instrument. Owners are the client links (any address that identifies one).
 class Locks {
-public:
+  public:
     // Each waits at most wait (negative: for ever) while stop is not raised.
-    bool lockExclusive(const void* owner, std::chrono::milliseconds wait, const std::atomic<bool>& stop);
+    bool lockExclusive(const void* owner, std::chrono::milliseconds wait,
+                       const std::atomic<bool>& stop);
     bool lockShared(const void* owner, const std::string& key, std::chrono::milliseconds wait,
                     const std::atomic<bool>& stop);
     // What the owner held: 0 nothing, 1 an exclusive lock, 2 a shared lock.
@@ -34,10 +35,10 @@ public:
     bool exclusiveHeld();
     int holders();
 
-private:
+  private:
     template <typename Pred>
-    bool waitFor(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds wait, const std::atomic<bool>& stop,
-                 Pred ready);
+    bool waitFor(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds wait,
+                 const std::atomic<bool>& stop, Pred ready);
 
     std::mutex m_;
     std::condition_variable cv_;
@@ -47,17 +48,17 @@ private:
 };
 
 struct Served {
-    std::string resource;  // the name in the device file
+    std::string resource;      // the name in the device file
     std::string vxiDevice;     // the VXI-11 device name ("inst0", "gpib0,22")
     std::string hislipDevice;  // the HiSLIP sub-address ("hislip0")
-    int socketPort = -1;   // SOCKET resources: the port the file names
+    int socketPort = -1;       // SOCKET resources: the port the file names
     bool isSocket = false;
     std::shared_ptr<Locks> locks = std::make_shared<Locks>();
     std::shared_ptr<zuvisa::sim::Device> messageDevice;
 };
 
 class Bench {
-public:
+  public:
     Bench();
     ~Bench();
 
@@ -74,7 +75,7 @@ public:
     // Bytes of an answer that wait to be read.
     size_t pendingOutput(const Served& s);
 
-private:
+  private:
     std::unique_ptr<zuvisa::sim::SimBridgelet> sim_;
     std::vector<Served> served_;
 };

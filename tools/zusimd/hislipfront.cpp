@@ -30,7 +30,6 @@ struct Session : EventSink {
     std::mutex asyncSend;
     std::atomic<int> asyncFd{-1};
     std::atomic<bool> overlap{false};
-    std::atomic<bool> closed{false};
     std::atomic<uint64_t> clientMax{kMaxMessage};
     std::unique_ptr<Link> link;  // last: destroyed first
 
@@ -40,9 +39,11 @@ struct Session : EventSink {
         uint8_t head[kHeaderSize];
         encodeHeader(h, head);
         std::lock_guard<std::mutex> lock(asyncSend);
-        if (asyncFd >= 0) sendAll(asyncFd, head, kHeaderSize, IoControl::fromTimeout(2000, nullptr));
+        if (asyncFd >= 0)
+            sendAll(asyncFd, head, kHeaderSize, IoControl::fromTimeout(2000, nullptr));
     }
-    ViStatus send(int fd, uint8_t type, uint8_t control, uint32_t param, const void* payload, size_t size) {
+    ViStatus send(int fd, uint8_t type, uint8_t control, uint32_t param, const void* payload,
+                  size_t size) {
         Header h{type, control, param, size};
         uint8_t head[kHeaderSize];
         encodeHeader(h, head);
@@ -51,7 +52,8 @@ struct Session : EventSink {
     }
 };
 
-ViStatus sendMessage(int fd, uint8_t type, uint8_t control, uint32_t param, const void* payload, size_t size) {
+ViStatus sendMessage(int fd, uint8_t type, uint8_t control, uint32_t param, const void* payload,
+                     size_t size) {
     Header h{type, control, param, size};
     uint8_t head[kHeaderSize];
     encodeHeader(h, head);
@@ -59,21 +61,23 @@ ViStatus sendMessage(int fd, uint8_t type, uint8_t control, uint32_t param, cons
 }
 
 // Reads one message; its payload must fit max.
-ViStatus readMessage(int fd, uint64_t max, const std::atomic<bool>& stop, Header* h, std::vector<uint8_t>* payload) {
+ViStatus readMessage(StreamReader& in, uint64_t max, const std::atomic<bool>& stop, Header* h,
+                     std::vector<uint8_t>* payload) {
     uint8_t head[kHeaderSize];
-    IoControl forever = IoControl::fromTimeout(VI_TMO_INFINITE, &stop);
-    ViStatus st = recvExact(fd, head, kHeaderSize, forever);
+    ViStatus st = in.readExact(head, kHeaderSize, IoControl::fromTimeout(VI_TMO_INFINITE, &stop));
     if (st < 0) return st;
     if (!decodeHeader(head, h)) return VI_ERROR_INV_FMT;
     if (h->length > max) return VI_ERROR_ALLOC;
     payload->resize(h->length);
-    return recvExact(fd, payload->data(), payload->size(), IoControl::fromTimeout(5000, &stop));
+    return in.readExact(payload->data(), payload->size(), IoControl::fromTimeout(5000, &stop));
 }
 
-void fatal(int fd, uint8_t code, const std::string& text) { sendMessage(fd, kFatalError, code, 0, text.data(), text.size()); }
+void fatal(int fd, uint8_t code, const std::string& text) {
+    sendMessage(fd, kFatalError, code, 0, text.data(), text.size());
+}
 
 class HislipFrontend : public Frontend {
-public:
+  public:
     HislipFrontend(Bench& bench, const Options& o) : bench_(bench), options_(o) {}
     ~HislipFrontend() override { stop(); }
     const char* name() const override { return "HiSLIP"; }
@@ -81,35 +85,41 @@ public:
     bool start(std::vector<std::string>* lines, std::string* why) override {
         if (!server_.listen(options_.address, options_.hislipPort, why)) return false;
         server_.start([this](int fd, const std::string& peer) { serve(fd, peer); });
-        std::string port = server_.port() == kDefaultPort ? std::string() : "," + std::to_string(server_.port());
+        std::string port =
+            server_.port() == kDefaultPort ? std::string() : "," + std::to_string(server_.port());
         for (const Served& s : bench_.served()) {
             if (s.isSocket) continue;
-            lines->push_back("TCPIP0::" + hostForName(options_.address) + "::" + s.hislipDevice + port + "::INSTR serves " +
-                             s.resource + " over HiSLIP");
+            lines->push_back("TCPIP0::" + hostForName(options_.address) + "::" + s.hislipDevice +
+                             port + "::INSTR serves " + s.resource + " over HiSLIP");
         }
         return true;
     }
 
     void stop() override { server_.stop(); }
 
-private:
+  private:
     void serve(int fd, const std::string& peer) {
         setNoDelay(fd, true);
         Header h;
         std::vector<uint8_t> payload;
-        if (readMessage(fd, 256, server_.stopping(), &h, &payload) < 0) {
+        StreamReader in(fd);
+        if (readMessage(in, 256, server_.stopping(), &h, &payload) < 0) {
             logLine("HiSLIP " + peer + ": no initialize");
             return;
         }
-        if (h.type == kInitialize) serveSync(fd, peer, h, std::string(payload.begin(), payload.end()));
-        else if (h.type == kAsyncInitialize) serveAsync(fd, peer, static_cast<uint16_t>(h.parameter));
+        if (h.type == kInitialize)
+            serveSync(in, peer, h, std::string(payload.begin(), payload.end()));
+        else if (h.type == kAsyncInitialize)
+            serveAsync(in, peer, static_cast<uint16_t>(h.parameter));
         else {
             fatal(fd, kFatalNoChannelPair, "first message must initialize");
-            logLine("HiSLIP " + peer + ": refused, first message of type " + std::to_string(h.type));
+            logLine("HiSLIP " + peer + ": refused, first message of type " +
+                    std::to_string(h.type));
         }
     }
 
-    void serveSync(int fd, const std::string& peer, const Header& init, const std::string& sub) {
+    void serveSync(StreamReader& in, const std::string& peer, const Header& init, const std::string& sub) {
+        int fd = in.fd();
         const Served* s = bench_.byHislipDevice(sub);
         if (!s) {
             fatal(fd, kFatalInvalidInit, "no instrument " + sub);
@@ -130,7 +140,8 @@ private:
         }
         uint16_t clientVersion = static_cast<uint16_t>(init.parameter >> 16);
         uint16_t version = std::min(clientVersion, kVersion);
-        sendMessage(fd, kInitializeResponse, 0, (uint32_t{version} << 16) | session->id, nullptr, 0);
+        sendMessage(fd, kInitializeResponse, 0, (uint32_t{version} << 16) | session->id, nullptr,
+                    0);
 
         const std::atomic<bool>& stop = server_.stopping();
         std::vector<uint8_t> message;
@@ -146,14 +157,21 @@ private:
                 {
                     std::lock_guard<std::mutex> use(session->use);
                     ReadOptions opt;
-                    size_t room = static_cast<size_t>(std::min<uint64_t>(buf.size(), session->clientMax.load()));
-                    st = session->link->read(buf.data(), room, opt, IoControl::fromTimeout(0, nullptr), &n);
+                    size_t room = static_cast<size_t>(
+                        std::min<uint64_t>(buf.size(), session->clientMax.load()));
+                    st = session->link->read(buf.data(), room, opt,
+                                             IoControl::fromTimeout(0, nullptr), &n);
                 }
                 if (n == 0) break;
                 sendMessage(fd, st == VI_SUCCESS ? kDataEnd : kData, 0, answerId, buf.data(), n);
             }
-            pollfd p{fd, POLLIN, 0};
-            int rc = ::poll(&p, 1, 10);
+            // Waits for the client only when nothing of it is buffered; meanwhile answers
+            // that come late (delayed actions) go out.
+            int rc = 1;
+            if (in.buffered() == 0) {
+                pollfd p{fd, POLLIN, 0};
+                rc = ::poll(&p, 1, 10);
+            }
             if (stop) {
                 end = "server stopped";
                 break;
@@ -161,7 +179,7 @@ private:
             if (rc <= 0) continue;
             Header h;
             std::vector<uint8_t> payload;
-            ViStatus st = readMessage(fd, kMaxMessage, stop, &h, &payload);
+            ViStatus st = readMessage(in, kMaxMessage, stop, &h, &payload);
             if (st == VI_ERROR_INV_FMT) {
                 fatal(fd, kFatalBadHeader, "bad header");
                 end = "bad header";
@@ -175,30 +193,32 @@ private:
             if (st < 0) break;
             ++messages;
             switch (h.type) {
-            case kData:
-            case kDataEnd: {
-                session->served->locks->mayUse(session.get(), milliseconds(-1), stop);
-                std::lock_guard<std::mutex> use(session->use);
-                size_t done = 0;
-                session->link->write(payload.data(), payload.size(), h.type == kDataEnd, IoControl::fromTimeout(5000, &stop), &done);
-                if (h.type == kDataEnd) answerId = h.parameter;
-                break;
-            }
-            case kTrigger: {
-                std::lock_guard<std::mutex> use(session->use);
-                session->link->assertTrigger(VI_TRIG_PROT_DEFAULT);
-                answerId = h.parameter;
-                break;
-            }
-            case kDeviceClearComplete:
-                session->overlap = (h.control & 1) != 0;
-                answerId = kFirstMessageId;
-                sendMessage(fd, kDeviceClearAcknowledge, h.control & 1, 0, nullptr, 0);
-                break;
-            default: sendMessage(fd, kError, kErrorBadType, 0, nullptr, 0); break;
+                case kData:
+                case kDataEnd: {
+                    session->served->locks->mayUse(session.get(), milliseconds(-1), stop);
+                    std::lock_guard<std::mutex> use(session->use);
+                    size_t done = 0;
+                    session->link->write(payload.data(), payload.size(), h.type == kDataEnd,
+                                         IoControl::fromTimeout(5000, &stop), &done);
+                    if (h.type == kDataEnd) answerId = h.parameter;
+                    break;
+                }
+                case kTrigger: {
+                    std::lock_guard<std::mutex> use(session->use);
+                    session->link->assertTrigger(VI_TRIG_PROT_DEFAULT);
+                    answerId = h.parameter;
+                    break;
+                }
+                case kDeviceClearComplete:
+                    session->overlap = (h.control & 1) != 0;
+                    answerId = kFirstMessageId;
+                    sendMessage(fd, kDeviceClearAcknowledge, h.control & 1, 0, nullptr, 0);
+                    break;
+                default:
+                    sendMessage(fd, kError, kErrorBadType, 0, nullptr, 0);
+                    break;
             }
         }
-        session->closed = true;
         {
             std::lock_guard<std::mutex> lock(session->asyncSend);
             if (session->asyncFd >= 0) ::shutdown(session->asyncFd, SHUT_RDWR);
@@ -208,11 +228,12 @@ private:
             sessions_.erase(session->id);
         }
         s->locks->release(session.get());
-        logLine("HiSLIP " + peer + " session " + std::to_string(session->id) + " (" + s->hislipDevice + "): " +
-                std::to_string(messages) + " message(s), " + end);
+        logLine("HiSLIP " + peer + " session " + std::to_string(session->id) + " (" +
+                s->hislipDevice + "): " + std::to_string(messages) + " message(s), " + end);
     }
 
-    void serveAsync(int fd, const std::string& peer, uint16_t id) {
+    void serveAsync(StreamReader& in, const std::string& peer, uint16_t id) {
+        int fd = in.fd();
         std::shared_ptr<Session> session;
         {
             std::lock_guard<std::mutex> lock(m_);
@@ -233,74 +254,85 @@ private:
         for (;;) {
             Header h;
             std::vector<uint8_t> payload;
-            ViStatus st = readMessage(fd, 4096, stop, &h, &payload);
+            ViStatus st = readMessage(in, 4096, stop, &h, &payload);
             if (st < 0) break;
             ++messages;
             switch (h.type) {
-            case kAsyncMaximumMessageSize: {
-                if (payload.size() != 8) {
-                    session->send(fd, kError, kErrorUnidentified, 0, nullptr, 0);
+                case kAsyncMaximumMessageSize: {
+                    if (payload.size() != 8) {
+                        session->send(fd, kError, kErrorUnidentified, 0, nullptr, 0);
+                        break;
+                    }
+                    uint64_t theirs = 0;
+                    for (uint8_t b : payload) theirs = (theirs << 8) | b;
+                    session->clientMax = std::max<uint64_t>(theirs, 64);
+                    uint8_t mine[8];
+                    for (int i = 0; i < 8; ++i)
+                        mine[i] = static_cast<uint8_t>(kMaxMessage >> (56 - 8 * i));
+                    session->send(fd, kAsyncMaximumMessageSizeResponse, 0, 0, mine, 8);
                     break;
                 }
-                uint64_t theirs = 0;
-                for (uint8_t b : payload) theirs = (theirs << 8) | b;
-                session->clientMax = std::max<uint64_t>(theirs, 64);
-                uint8_t mine[8];
-                for (int i = 0; i < 8; ++i) mine[i] = static_cast<uint8_t>(kMaxMessage >> (56 - 8 * i));
-                session->send(fd, kAsyncMaximumMessageSizeResponse, 0, 0, mine, 8);
-                break;
-            }
-            case kAsyncDeviceClear: {
-                {
-                    std::lock_guard<std::mutex> use(session->use);
-                    session->link->clear();
+                case kAsyncDeviceClear: {
+                    {
+                        std::lock_guard<std::mutex> use(session->use);
+                        session->link->clear();
+                    }
+                    session->send(fd, kAsyncDeviceClearAcknowledge, session->overlap ? 1 : 0, 0,
+                                  nullptr, 0);
+                    break;
                 }
-                session->send(fd, kAsyncDeviceClearAcknowledge, session->overlap ? 1 : 0, 0, nullptr, 0);
-                break;
-            }
-            case kAsyncStatusQuery: {
-                ViUInt16 stb = 0;
-                {
-                    std::lock_guard<std::mutex> use(session->use);
-                    session->link->readStb(&stb);
+                case kAsyncStatusQuery: {
+                    ViUInt16 stb = 0;
+                    {
+                        std::lock_guard<std::mutex> use(session->use);
+                        session->link->readStb(&stb);
+                    }
+                    session->send(fd, kAsyncStatusResponse, static_cast<uint8_t>(stb), 0, nullptr,
+                                  0);
+                    break;
                 }
-                session->send(fd, kAsyncStatusResponse, static_cast<uint8_t>(stb), 0, nullptr, 0);
-                break;
-            }
-            case kAsyncRemoteLocalControl: {
-                {
-                    std::lock_guard<std::mutex> use(session->use);
-                    session->link->gpibControlRen(h.control);
+                case kAsyncRemoteLocalControl: {
+                    {
+                        std::lock_guard<std::mutex> use(session->use);
+                        session->link->gpibControlRen(h.control);
+                    }
+                    session->send(fd, kAsyncRemoteLocalResponse, 0, 0, nullptr, 0);
+                    break;
                 }
-                session->send(fd, kAsyncRemoteLocalResponse, 0, 0, nullptr, 0);
-                break;
-            }
-            case kAsyncLock: {
-                uint8_t result;
-                if (h.control == 1) {
-                    milliseconds wait(h.parameter);
-                    bool ok = payload.empty() ? locks.lockExclusive(session.get(), wait, stop)
-                                              : locks.lockShared(session.get(), std::string(payload.begin(), payload.end()), wait, stop);
-                    result = ok ? kLockSuccess : kLockFailure;
-                } else {
-                    int was = locks.release(session.get());
-                    result = was == 1 ? kLockSuccess : was == 2 ? kLockSharedReleased : kLockError;
+                case kAsyncLock: {
+                    uint8_t result;
+                    if (h.control == 1) {
+                        milliseconds wait(h.parameter);
+                        bool ok = payload.empty() ? locks.lockExclusive(session.get(), wait, stop)
+                                                  : locks.lockShared(
+                                                        session.get(),
+                                                        std::string(payload.begin(), payload.end()),
+                                                        wait, stop);
+                        result = ok ? kLockSuccess : kLockFailure;
+                    } else {
+                        int was = locks.release(session.get());
+                        result = was == 1   ? kLockSuccess
+                                 : was == 2 ? kLockSharedReleased
+                                            : kLockError;
+                    }
+                    session->send(fd, kAsyncLockResponse, result, 0, nullptr, 0);
+                    break;
                 }
-                session->send(fd, kAsyncLockResponse, result, 0, nullptr, 0);
-                break;
-            }
-            case kAsyncLockInfo:
-                session->send(fd, kAsyncLockInfoResponse, locks.exclusiveHeld() ? 1 : 0,
-                              static_cast<uint32_t>(locks.holders()), nullptr, 0);
-                break;
-            default: session->send(fd, kError, kErrorBadType, 0, nullptr, 0); break;
+                case kAsyncLockInfo:
+                    session->send(fd, kAsyncLockInfoResponse, locks.exclusiveHeld() ? 1 : 0,
+                                  static_cast<uint32_t>(locks.holders()), nullptr, 0);
+                    break;
+                default:
+                    session->send(fd, kError, kErrorBadType, 0, nullptr, 0);
+                    break;
             }
         }
         {
             std::lock_guard<std::mutex> lock(session->asyncSend);
             session->asyncFd = -1;
         }
-        logLine("HiSLIP async " + peer + " session " + std::to_string(id) + ": " + std::to_string(messages) + " message(s)");
+        logLine("HiSLIP async " + peer + " session " + std::to_string(id) + ": " +
+                std::to_string(messages) + " message(s)");
     }
 
     Bench& bench_;

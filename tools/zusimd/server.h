@@ -21,7 +21,7 @@ using zuvisa::tcpip::Fd;
 void logLine(const std::string& text);
 
 class Frontend {
-public:
+  public:
     virtual ~Frontend() = default;
     virtual const char* name() const = 0;
     // Starts serving on threads of its own. Adds lines that tell a client where to connect
@@ -35,7 +35,7 @@ public:
 // return when the connection ends or
 // stopping() is raised (pass it as the cancel flag of their waits).
 class TcpServer {
-public:
+  public:
     using Handler = std::function<void(int connection, const std::string& peer)>;
 
     ~TcpServer() { stop(); }
@@ -45,7 +45,7 @@ public:
     void stop();
     const std::atomic<bool>& stopping() const { return stop_; }
 
-private:
+  private:
     void acceptLoop();
 
     Fd listener_;

@@ -12,7 +12,7 @@ namespace {
 using namespace zuvisa;
 
 class SocketFrontend : public Frontend {
-public:
+  public:
     SocketFrontend(Bench& bench, const Options& o) : bench_(bench), options_(o) {}
     ~SocketFrontend() override { stop(); }
     const char* name() const override { return "SOCKET"; }
@@ -25,9 +25,11 @@ public:
             if (!server->listen(options_.address, port, why)) return false;
             const Served* served = &s;
             TcpServer* srv = server.get();
-            server->start([this, served, srv](int fd, const std::string& peer) { serve(*served, fd, peer, srv->stopping()); });
-            lines->push_back("TCPIP0::" + hostForName(options_.address) + "::" + std::to_string(server->port()) +
-                             "::SOCKET serves " + s.resource);
+            server->start([this, served, srv](int fd, const std::string& peer) {
+                serve(*served, fd, peer, srv->stopping());
+            });
+            lines->push_back("TCPIP0::" + hostForName(options_.address) + "::" +
+                             std::to_string(server->port()) + "::SOCKET serves " + s.resource);
             servers_.push_back(std::move(server));
         }
         return true;
@@ -38,7 +40,7 @@ public:
         servers_.clear();
     }
 
-private:
+  private:
     void serve(const Served& s, int fd, const std::string& peer, const std::atomic<bool>& stop) {
         std::unique_ptr<Link> link;
         if (bench_.open(s, nullptr, &link) < 0) {

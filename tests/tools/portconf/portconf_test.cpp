@@ -114,12 +114,6 @@ TEST(Portconf, CreatesTheUserFileWhenNoneExists) {
     EXPECT_EQ(system(cmd.c_str()), 0);
 }
 
-}  // namespace
-}  // namespace portconf
-
-namespace portconf {
-namespace {
-
 TEST(Portconf, NamesLanInstrumentsAndExplainsTheSearch) {
     TempConfig tc("[Bridgelets]\nsim = False\n\n[tcpip]\nDiscover = False\n");
     std::string out, err;

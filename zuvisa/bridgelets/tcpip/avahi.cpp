@@ -29,11 +29,13 @@ enum { kResolverFound = 0 };
 enum { kClientFailure = 100 };
 
 using ClientCallback = void (*)(AvahiClient*, int state, void*);
-using BrowserCallback = void (*)(AvahiServiceBrowser*, int iface, int proto, int event, const char* name,
-                                 const char* type, const char* domain, int flags, void*);
-using ResolverCallback = void (*)(AvahiServiceResolver*, int iface, int proto, int event, const char* name,
-                                  const char* type, const char* domain, const char* host, const AvahiAddress* a,
-                                  uint16_t port, AvahiStringList* txt, int flags, void*);
+using BrowserCallback = void (*)(AvahiServiceBrowser*, int iface, int proto, int event,
+                                 const char* name, const char* type, const char* domain, int flags,
+                                 void*);
+using ResolverCallback = void (*)(AvahiServiceResolver*, int iface, int proto, int event,
+                                  const char* name, const char* type, const char* domain,
+                                  const char* host, const AvahiAddress* a, uint16_t port,
+                                  AvahiStringList* txt, int flags, void*);
 
 struct Api {
     AvahiSimplePoll* (*pollNew)();
@@ -44,10 +46,11 @@ struct Api {
     const char* (*strerror)(int);
     AvahiClient* (*clientNew)(const AvahiPoll*, int, ClientCallback, void*, int*);
     void (*clientFree)(AvahiClient*);
-    AvahiServiceBrowser* (*browserNew)(AvahiClient*, int, int, const char*, const char*, int, BrowserCallback, void*);
+    AvahiServiceBrowser* (*browserNew)(AvahiClient*, int, int, const char*, const char*, int,
+                                       BrowserCallback, void*);
     int (*browserFree)(AvahiServiceBrowser*);
-    AvahiServiceResolver* (*resolverNew)(AvahiClient*, int, int, const char*, const char*, const char*, int, int,
-                                         ResolverCallback, void*);
+    AvahiServiceResolver* (*resolverNew)(AvahiClient*, int, int, const char*, const char*,
+                                         const char*, int, int, ResolverCallback, void*);
     int (*resolverFree)(AvahiServiceResolver*);
     bool ok = false;
     std::string why;
@@ -70,11 +73,14 @@ const Api& api() {
             a.why = "Avahi client library not installed";
             return;
         }
-        a.ok = bind(common, "avahi_simple_poll_new", &a.pollNew) && bind(common, "avahi_simple_poll_get", &a.pollGet) &&
+        a.ok = bind(common, "avahi_simple_poll_new", &a.pollNew) &&
+               bind(common, "avahi_simple_poll_get", &a.pollGet) &&
                bind(common, "avahi_simple_poll_iterate", &a.pollIterate) &&
                bind(common, "avahi_simple_poll_free", &a.pollFree) &&
-               bind(common, "avahi_address_snprint", &a.addressPrint) && bind(common, "avahi_strerror", &a.strerror) &&
-               bind(client, "avahi_client_new", &a.clientNew) && bind(client, "avahi_client_free", &a.clientFree) &&
+               bind(common, "avahi_address_snprint", &a.addressPrint) &&
+               bind(common, "avahi_strerror", &a.strerror) &&
+               bind(client, "avahi_client_new", &a.clientNew) &&
+               bind(client, "avahi_client_free", &a.clientFree) &&
                bind(client, "avahi_service_browser_new", &a.browserNew) &&
                bind(client, "avahi_service_browser_free", &a.browserFree) &&
                bind(client, "avahi_service_resolver_new", &a.resolverNew) &&
@@ -93,8 +99,9 @@ struct Browse {
     int pendingResolvers = 0;
 };
 
-void onResolved(AvahiServiceResolver*, int, int, int event, const char* name, const char* type, const char*,
-                const char*, const AvahiAddress* a, uint16_t port, AvahiStringList*, int, void* user) {
+void onResolved(AvahiServiceResolver*, int, int, int event, const char* name, const char* type,
+                const char*, const char*, const AvahiAddress* a, uint16_t port, AvahiStringList*,
+                int, void* user) {
     auto* b = static_cast<Browse*>(user);
     --b->pendingResolvers;
     if (event != kResolverFound || !a || !type) return;
@@ -109,12 +116,12 @@ void onResolved(AvahiServiceResolver*, int, int, int event, const char* name, co
     b->out->push_back(f);
 }
 
-void onBrowse(AvahiServiceBrowser*, int iface, int proto, int event, const char* name, const char* type,
-              const char* domain, int, void* user) {
+void onBrowse(AvahiServiceBrowser*, int iface, int proto, int event, const char* name,
+              const char* type, const char* domain, int, void* user) {
     auto* b = static_cast<Browse*>(user);
     if (event == kBrowserNew && b->resolvers.size() < 256) {
-        AvahiServiceResolver* r =
-            b->api->resolverNew(b->client, iface, proto, name, type, domain, kProtoUnspec, 0, onResolved, b);
+        AvahiServiceResolver* r = b->api->resolverNew(b->client, iface, proto, name, type, domain,
+                                                      kProtoUnspec, 0, onResolved, b);
         if (r) {
             b->resolvers.push_back(r);
             ++b->pendingResolvers;
@@ -128,8 +135,9 @@ void onClient(AvahiClient*, int, void*) {}
 
 }  // namespace
 
-bool browseServices(const std::vector<std::string>& types, std::chrono::steady_clock::time_point deadline,
-                    std::vector<ServiceFound>* out, std::string* why) {
+bool browseServices(const std::vector<std::string>& types,
+                    std::chrono::steady_clock::time_point deadline, std::vector<ServiceFound>* out,
+                    std::string* why, const std::atomic<bool>* cancel) {
     const Api& a = api();
     if (!a.ok) {
         if (why) *why = a.why;
@@ -150,21 +158,27 @@ bool browseServices(const std::vector<std::string>& types, std::chrono::steady_c
     }
     std::vector<AvahiServiceBrowser*> browsers;
     for (const std::string& t : types) {
-        if (AvahiServiceBrowser* br = a.browserNew(b.client, kIfUnspec, kProtoUnspec, t.c_str(), nullptr, 0, onBrowse, &b)) {
+        if (AvahiServiceBrowser* br = a.browserNew(b.client, kIfUnspec, kProtoUnspec, t.c_str(),
+                                                   nullptr, 0, onBrowse, &b)) {
             browsers.push_back(br);
             ++b.pendingBrowsers;
         }
     }
     // Until every browser has told what it knows and every service is resolved, or time is up.
-    while (std::chrono::steady_clock::now() < deadline && (b.pendingBrowsers > 0 || b.pendingResolvers > 0)) {
-        if (a.pollIterate(poll, 10) != 0) break;
+    while (std::chrono::steady_clock::now() < deadline &&
+           (b.pendingBrowsers > 0 || b.pendingResolvers > 0)) {
+        if ((cancel && *cancel) || a.pollIterate(poll, 10) != 0) break;
     }
     for (AvahiServiceResolver* r : b.resolvers) a.resolverFree(r);
     std::vector<ServiceFound> once;
     for (const ServiceFound& f : *out) {
-        auto same = std::find_if(once.begin(), once.end(), [&](const ServiceFound& o) { return o.name == f.name && o.type == f.type; });
-        if (same == once.end()) once.push_back(f);
-        else if (same->ipv6 && !f.ipv6) *same = f;
+        auto same = std::find_if(once.begin(), once.end(), [&](const ServiceFound& o) {
+            return o.name == f.name && o.type == f.type;
+        });
+        if (same == once.end())
+            once.push_back(f);
+        else if (same->ipv6 && !f.ipv6)
+            *same = f;
     }
     out->swap(once);
     for (AvahiServiceBrowser* br : browsers) a.browserFree(br);

@@ -2,6 +2,7 @@
 // same where Avahi is missing, and then says so.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <string>
 #include <vector>
@@ -17,10 +18,11 @@ struct ServiceFound {
 };
 
 // Browses the given service types until the deadline. A service seen on several interfaces
-// or protocols is given once, at an IPv4 address when it has one. Returns false when Avahi could not be
-// used at all, with the reason in *why ("Avahi client library not installed", "Avahi daemon not
-// running").
-bool browseServices(const std::vector<std::string>& types, std::chrono::steady_clock::time_point deadline,
-                    std::vector<ServiceFound>* out, std::string* why);
+// or protocols is given once, at an IPv4 address when it has one. Returns false when Avahi could
+// not be used at all, with the reason in *why ("Avahi client library not installed", "Avahi daemon
+// not running").
+bool browseServices(const std::vector<std::string>& types,
+                    std::chrono::steady_clock::time_point deadline, std::vector<ServiceFound>* out,
+                    std::string* why, const std::atomic<bool>* cancel = nullptr);
 
 }  // namespace zuvisa::tcpip

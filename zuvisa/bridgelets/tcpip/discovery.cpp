@@ -37,7 +37,9 @@ void addUnique(std::vector<std::string>& out, const std::string& name) {
 
 // Sends a portmapper GETPORT for the VXI-11 core on every IPv4 interface that can broadcast
 // and collects who answers until the deadline.
-MethodReport broadcast(const DiscoverySettings& s, Clock::time_point deadline, std::vector<std::string>& out) {
+MethodReport broadcast(const DiscoverySettings& s, Clock::time_point deadline,
+                       std::vector<std::string>& out,
+                       const std::atomic<bool>* cancel) {
     MethodReport rep{"VXI-11 broadcast", "", 0};
     ifaddrs* ifs = nullptr;
     if (getifaddrs(&ifs) != 0) {
@@ -52,9 +54,12 @@ MethodReport broadcast(const DiscoverySettings& s, Clock::time_point deadline, s
         // Loopback cannot broadcast: its own address stands in, so that a server on this
         // machine (zusimd) is found too.
         sockaddr_in to;
-        if (i->ifa_flags & IFF_LOOPBACK) to = *reinterpret_cast<sockaddr_in*>(i->ifa_addr);
-        else if ((i->ifa_flags & IFF_BROADCAST) && i->ifa_broadaddr) to = *reinterpret_cast<sockaddr_in*>(i->ifa_broadaddr);
-        else continue;
+        if (i->ifa_flags & IFF_LOOPBACK)
+            to = *reinterpret_cast<sockaddr_in*>(i->ifa_addr);
+        else if ((i->ifa_flags & IFF_BROADCAST) && i->ifa_broadaddr)
+            to = *reinterpret_cast<sockaddr_in*>(i->ifa_broadaddr);
+        else
+            continue;
         to.sin_port = htons(s.portmapperPort);
         targets.push_back(to);
         names.emplace_back(i->ifa_name);
@@ -76,11 +81,13 @@ MethodReport broadcast(const DiscoverySettings& s, Clock::time_point deadline, s
     args.u32(rpc::kIpProtoTcp);
     args.u32(0);
     uint32_t xid = rpc::nextXid();
-    std::vector<uint8_t> call = rpc::encodeCall({xid, rpc::kPortmapProgram, rpc::kPortmapVersion, rpc::kPortmapGetPort},
-                                                args.bytes());
+    std::vector<uint8_t> call = rpc::encodeCall(
+        {xid, rpc::kPortmapProgram, rpc::kPortmapVersion, rpc::kPortmapGetPort}, args.bytes());
     int sent = 0;
     for (const sockaddr_in& t : targets) {
-        if (::sendto(fd.get(), call.data(), call.size(), 0, reinterpret_cast<const sockaddr*>(&t), sizeof t) >= 0) ++sent;
+        if (::sendto(fd.get(), call.data(), call.size(), 0, reinterpret_cast<const sockaddr*>(&t),
+                     sizeof t) >= 0)
+            ++sent;
     }
     std::string interfaces;
     for (const std::string& n : names) interfaces += (interfaces.empty() ? "" : ", ") + n;
@@ -90,13 +97,16 @@ MethodReport broadcast(const DiscoverySettings& s, Clock::time_point deadline, s
     }
     uint8_t buf[512];
     for (;;) {
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
         if (left <= 0) break;
         pollfd p{fd.get(), POLLIN, 0};
-        if (::poll(&p, 1, static_cast<int>(left)) <= 0) continue;
+        if (cancel && *cancel) break;
+        if (::poll(&p, 1, static_cast<int>(std::min<long long>(left, 20))) <= 0) continue;
         sockaddr_in from{};
         socklen_t len = sizeof from;
-        ssize_t n = ::recvfrom(fd.get(), buf, sizeof buf, 0, reinterpret_cast<sockaddr*>(&from), &len);
+        ssize_t n =
+            ::recvfrom(fd.get(), buf, sizeof buf, 0, reinterpret_cast<sockaddr*>(&from), &len);
         if (n <= 0) continue;
         XdrReader r(buf, static_cast<size_t>(n));
         if (rpc::decodeReply(r, xid, nullptr) != VI_SUCCESS) continue;
@@ -113,12 +123,13 @@ MethodReport broadcast(const DiscoverySettings& s, Clock::time_point deadline, s
     return rep;
 }
 
-MethodReport mdns(Clock::time_point deadline, std::vector<std::string>& out) {
+MethodReport mdns(Clock::time_point deadline, std::vector<std::string>& out,
+                  const std::atomic<bool>* cancel) {
     MethodReport rep{"mDNS", "", 0};
     std::vector<std::string> types(std::begin(kServiceTypes), std::end(kServiceTypes));
     std::vector<ServiceFound> found;
     std::string why;
-    if (!browseServices(types, deadline, &found, &why)) {
+    if (!browseServices(types, deadline, &found, &why, cancel)) {
         rep.outcome = why;
         return rep;
     }
@@ -129,13 +140,15 @@ MethodReport mdns(Clock::time_point deadline, std::vector<std::string>& out) {
     }
     std::string list;
     for (const std::string& t : types) list += (list.empty() ? "" : ", ") + t;
-    rep.outcome = rep.found ? std::to_string(rep.found) + " service(s) announced" : "no service announced (" + list + ")";
+    rep.outcome = rep.found ? std::to_string(rep.found) + " service(s) announced"
+                            : "no service announced (" + list + ")";
     return rep;
 }
 
 }  // namespace
 
-std::string resourceForService(const std::string& type, const std::string& address, bool ipv6, uint16_t port) {
+std::string resourceForService(const std::string& type, const std::string& address, bool ipv6,
+                               uint16_t port) {
     if (address.empty()) return {};
     std::string host = ipv6 ? "[" + address + "]" : address;
     if (type == "_hislip._tcp") {
@@ -143,12 +156,13 @@ std::string resourceForService(const std::string& type, const std::string& addre
         if (port && port != hislip::kDefaultPort) dev += "," + std::to_string(port);
         return "TCPIP0::" + host + "::" + dev + "::INSTR";
     }
-    if (type == "_scpi-raw._tcp") return port ? "TCPIP0::" + host + "::" + std::to_string(port) + "::SOCKET" : std::string();
+    if (type == "_scpi-raw._tcp")
+        return port ? "TCPIP0::" + host + "::" + std::to_string(port) + "::SOCKET" : std::string();
     if (type == "_vxi-11._tcp" || type == "_lxi._tcp") return "TCPIP0::" + host + "::inst0::INSTR";
     return {};
 }
 
-DiscoveryResult discoverOnce(const DiscoverySettings& s) {
+DiscoveryResult discoverOnce(const DiscoverySettings& s, const std::atomic<bool>* cancel) {
     DiscoveryResult res;
     Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(s.windowMs);
     MethodReport conf{"configuration", "", 0};
@@ -162,8 +176,8 @@ DiscoveryResult discoverOnce(const DiscoverySettings& s) {
     MethodReport b{"VXI-11 broadcast", "switched off in the configuration", 0};
     MethodReport m{"mDNS", "switched off in the configuration", 0};
     std::thread mdnsThread;
-    if (s.mdns) mdnsThread = std::thread([&] { m = mdns(deadline, fromMdns); });
-    if (s.broadcast) b = broadcast(s, deadline, fromBroadcast);
+    if (s.mdns) mdnsThread = std::thread([&] { m = mdns(deadline, fromMdns, cancel); });
+    if (s.broadcast) b = broadcast(s, deadline, fromBroadcast, cancel);
     if (mdnsThread.joinable()) mdnsThread.join();
     for (const std::string& n : fromBroadcast) addUnique(res.resources, n);
     for (const std::string& n : fromMdns) addUnique(res.resources, n);
@@ -173,11 +187,13 @@ DiscoveryResult discoverOnce(const DiscoverySettings& s) {
 }
 
 Discoverer::Discoverer(DiscoverySettings s) : settings_(std::move(s)) {
-    last_ = discoverOnce({settings_.configured, false, false, 0, settings_.portmapperPort}).resources;
+    last_ =
+        discoverOnce({settings_.configured, false, false, 0, settings_.portmapperPort}).resources;
     kick();
 }
 
 Discoverer::~Discoverer() {
+    stop_ = true;
     std::unique_lock<std::mutex> lock(m_);
     cv_.wait(lock, [&] { return !running_; });
     lock.unlock();
@@ -196,7 +212,7 @@ void Discoverer::startLocked() {
     everRan_ = true;
     started_ = Clock::now();
     thread_ = std::thread([this] {
-        DiscoveryResult r = discoverOnce(settings_);
+        DiscoveryResult r = discoverOnce(settings_, &stop_);
         std::lock_guard<std::mutex> lock(m_);
         last_ = std::move(r.resources);
         running_ = false;
@@ -208,7 +224,8 @@ std::vector<std::string> Discoverer::resources() {
     kick();
     std::unique_lock<std::mutex> lock(m_);
     // A round never runs much past its window; the margin covers a slow resolver.
-    cv_.wait_until(lock, started_ + std::chrono::milliseconds(settings_.windowMs + 200), [&] { return !running_; });
+    cv_.wait_until(lock, started_ + std::chrono::milliseconds(settings_.windowMs + 200),
+                   [&] { return !running_; });
     return last_;
 }
 

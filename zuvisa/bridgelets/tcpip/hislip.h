@@ -58,7 +58,12 @@ enum ErrorCode : uint8_t {
     kErrorOversized = 4,
 };
 // AsyncLockResponse control codes.
-enum LockResult : uint8_t { kLockFailure = 0, kLockSuccess = 1, kLockSharedReleased = 2, kLockError = 3 };
+enum LockResult : uint8_t {
+    kLockFailure = 0,
+    kLockSuccess = 1,
+    kLockSharedReleased = 2,
+    kLockError = 3
+};
 
 struct Header {
     uint8_t type = 0;

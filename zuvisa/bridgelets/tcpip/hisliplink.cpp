@@ -6,6 +6,7 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
@@ -26,7 +27,8 @@ bool hislipDevice(const std::string& lanDevice, std::string* subAddress, uint16_
     *port = hislip::kDefaultPort;
     if (comma != std::string::npos) {
         std::string p = lanDevice.substr(comma + 1);
-        if (p.empty() || p.size() > 5 || p.find_first_not_of("0123456789") != std::string::npos) return false;
+        if (p.empty() || p.size() > 5 || p.find_first_not_of("0123456789") != std::string::npos)
+            return false;
         unsigned long v = std::stoul(p);
         if (v == 0 || v > 65535) return false;
         *port = static_cast<uint16_t>(v);
@@ -46,8 +48,8 @@ struct Message {
     std::vector<uint8_t> payload;
 };
 
-ViStatus sendMessage(int fd, uint8_t type, uint8_t control, uint32_t parameter, const void* payload, size_t size,
-                     const IoControl& io) {
+ViStatus sendMessage(int fd, uint8_t type, uint8_t control, uint32_t parameter, const void* payload,
+                     size_t size, const IoControl& io) {
     Header h{type, control, parameter, size};
     uint8_t head[kHeaderSize];
     encodeHeader(h, head);
@@ -55,26 +57,31 @@ ViStatus sendMessage(int fd, uint8_t type, uint8_t control, uint32_t parameter, 
 }
 
 // Reads one whole message whose payload may be at most maxPayload bytes.
-ViStatus readMessage(int fd, uint64_t maxPayload, const IoControl& io, Message* m) {
+ViStatus readMessage(StreamReader& in, uint64_t maxPayload, const IoControl& io, Message* m) {
     uint8_t head[kHeaderSize];
-    ViStatus st = recvExact(fd, head, kHeaderSize, io);
+    ViStatus st = in.readExact(head, kHeaderSize, io);
     if (st < 0) return st;
     if (!decodeHeader(head, &m->h) || m->h.length > maxPayload) return kMalformedReply;
     m->payload.resize(m->h.length);
-    return recvExact(fd, m->payload.data(), m->payload.size(), io);
+    return in.readExact(m->payload.data(), m->payload.size(), io);
 }
 
 ViStatus fatalStatus(uint8_t code) {
     switch (code) {
-    case kFatalInvalidInit: return VI_ERROR_RSRC_NFOUND;
-    case kFatalMaxClients: return VI_ERROR_RSRC_BUSY;
-    default: return VI_ERROR_CONN_LOST;
+        case kFatalInvalidInit:
+            return VI_ERROR_RSRC_NFOUND;
+        case kFatalMaxClients:
+            return VI_ERROR_RSRC_BUSY;
+        default:
+            return VI_ERROR_CONN_LOST;
     }
 }
 
 class HislipLink : public Link {
-public:
-    HislipLink(Fd sync, EventSink* sink) : sync_(std::move(sync)), sink_(sink) { setNoDelay(sync_.get(), true); }
+  public:
+    HislipLink(Fd sync, EventSink* sink) : sync_(std::move(sync)), sink_(sink) {
+        setNoDelay(sync_.get(), true);
+    }
 
     ~HislipLink() override {
         stop_ = true;
@@ -82,18 +89,22 @@ public:
         if (reader_.joinable()) reader_.join();
     }
 
-    ViStatus connect(const std::vector<Endpoint>& eps, const std::string& subAddress, const IoControl& io,
-                     std::string* why) {
+    ViStatus connect(const std::vector<Endpoint>& eps, const std::string& subAddress,
+                     const IoControl& io, std::string* why) {
         ViStatus st = sendMessage(sync_.get(), kInitialize, 0, (uint32_t{kVersion} << 16) | kVendor,
                                   subAddress.data(), subAddress.size(), io);
         Message m;
-        if (st >= 0) st = readMessage(sync_.get(), kMaxTextPayload, io, &m);
+        if (st >= 0) st = readMessage(in_, kMaxTextPayload, io, &m);
         if (st < 0) {
-            if (why) *why = "HiSLIP initialize: " + std::string(st == VI_ERROR_TMO ? "no answer" : "failed");
+            if (why)
+                *why = "HiSLIP initialize: " +
+                       std::string(st == VI_ERROR_TMO ? "no answer" : "failed");
             return st;
         }
         if (m.h.type == kFatalError) {
-            if (why) *why = "HiSLIP initialize refused: " + std::string(m.payload.begin(), m.payload.end());
+            if (why)
+                *why =
+                    "HiSLIP initialize refused: " + std::string(m.payload.begin(), m.payload.end());
             return fatalStatus(m.h.control);
         }
         if (m.h.type != kInitializeResponse) {
@@ -108,23 +119,33 @@ public:
         if (st < 0) return st;
         setNoDelay(async_.get(), true);
         st = sendMessage(async_.get(), kAsyncInitialize, 0, sessionId_, nullptr, 0, io);
-        if (st >= 0) st = readMessage(async_.get(), kMaxTextPayload, io, &m);
+        StreamReader direct(async_.get(), 0);  // the reader thread takes the channel over
+        if (st >= 0) st = readMessage(direct, kMaxTextPayload, io, &m);
         if (st < 0) return st;
         if (m.h.type != kAsyncInitializeResponse) {
-            if (why) *why = "HiSLIP async initialize: unexpected message " + std::to_string(m.h.type);
+            if (why)
+                *why = "HiSLIP async initialize: unexpected message " + std::to_string(m.h.type);
             return m.h.type == kFatalError ? fatalStatus(m.h.control) : kMalformedReply;
         }
         reader_ = std::thread([this] { readAsync(); });
         return negotiateSize(io);
     }
 
-    ViStatus write(const ViByte* buf, size_t count, bool end, const IoControl& io, size_t* done) override {
+    ViStatus write(const ViByte* buf, size_t count, bool end, const IoControl& io,
+                   size_t* done) override {
         *done = 0;
         if (broken_) return VI_ERROR_CONN_LOST;
-        // Whatever is left of an unread answer is stale once a new message goes out.
-        pending_.clear();
-        pendingAt_ = 0;
-        size_t chunk = serverMax_ > kHeaderSize + 1 ? static_cast<size_t>(std::min<uint64_t>(serverMax_ - kHeaderSize, 1u << 24)) : 1;
+        // In synchronized mode a new message replaces the answer not read yet; in overlapped
+        // mode answers queue up in order.
+        if (!overlap_) {
+            pending_.clear();
+            pendingAt_ = 0;
+            pendingEnd_ = false;
+        }
+        size_t chunk =
+            serverMax_ > kHeaderSize + 1
+                ? static_cast<size_t>(std::min<uint64_t>(serverMax_ - kHeaderSize, 1u << 24))
+                : 1;
         size_t sent = 0;
         do {
             size_t n = std::min(count - sent, chunk);
@@ -136,6 +157,7 @@ public:
                 return st;
             }
             lastSent_ = messageId_;
+            if (type == kDataEnd) sentQuery(messageId_);
             messageId_ += 2;
             sent += n;
             *done = sent;
@@ -143,7 +165,8 @@ public:
         return VI_SUCCESS;
     }
 
-    ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io, size_t* done) override {
+    ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io,
+                  size_t* done) override {
         *done = 0;
         if (count == 0) return VI_SUCCESS_MAX_CNT;
         size_t got = 0;
@@ -175,27 +198,31 @@ public:
             if (got == count) return VI_SUCCESS_MAX_CNT;
             if (broken_) return VI_ERROR_CONN_LOST;
             Message m;
-            ViStatus st = readMessage(sync_.get(), clientMax(), io, &m);
+            ViStatus st = readMessage(in_, clientMax(), io, &m);
             if (st < 0) {
                 if (st == VI_ERROR_CONN_LOST || st == kMalformedReply) broken_ = true;
                 return st;
             }
             switch (m.h.type) {
-            case kData:
-            case kDataEnd:
-                pending_ = std::move(m.payload);
-                pendingAt_ = 0;
-                pendingEnd_ = m.h.type == kDataEnd;
-                break;
-            case kInterrupted:
-                pending_.clear();
-                pendingAt_ = 0;
-                break;
-            case kError: return VI_ERROR_IO;
-            case kFatalError:
-                broken_ = true;
-                return VI_ERROR_CONN_LOST;
-            default: break;  // nothing else belongs here; skipped
+                case kData:
+                case kDataEnd:
+                    // Synchronized mode: an answer to a message before the last query is stale.
+                    if (!overlap_ && stale(m.h.parameter)) break;
+                    pending_ = std::move(m.payload);
+                    pendingAt_ = 0;
+                    pendingEnd_ = m.h.type == kDataEnd;
+                    break;
+                case kInterrupted:
+                    pending_.clear();
+                    pendingAt_ = 0;
+                    break;
+                case kError:
+                    return VI_ERROR_IO;
+                case kFatalError:
+                    broken_ = true;
+                    return VI_ERROR_CONN_LOST;
+                default:
+                    break;  // nothing else belongs here; skipped
             }
         }
     }
@@ -203,14 +230,15 @@ public:
     ViStatus clear() override {
         Message ack;
         IoControl io = IoControl::fromTimeout(tmo_, nullptr);
-        ViStatus st = asyncCall(kAsyncDeviceClear, 0, 0, nullptr, 0, kAsyncDeviceClearAcknowledge, io, &ack);
+        ViStatus st =
+            asyncCall(kAsyncDeviceClear, 0, 0, nullptr, 0, kAsyncDeviceClearAcknowledge, io, &ack);
         if (st < 0) return st;
         uint8_t request = wantOverlap_ ? 1 : 0;
         st = sendMessage(sync_.get(), kDeviceClearComplete, request, 0, nullptr, 0, io);
         if (st < 0) return st;
         for (;;) {
             Message m;
-            st = readMessage(sync_.get(), clientMax(), io, &m);
+            st = readMessage(in_, clientMax(), io, &m);
             if (st < 0) {
                 if (st == VI_ERROR_CONN_LOST || st == kMalformedReply) broken_ = true;
                 return st;
@@ -225,7 +253,8 @@ public:
             }
         }
         messageId_ = kFirstMessageId;
-        lastSent_ = kFirstMessageId - 2;
+        lastSent_ = lastQuery_ = kFirstMessageId - 2;
+        recentQueries_.clear();
         rmtDelivered_ = false;
         pending_.clear();
         pendingAt_ = 0;
@@ -235,8 +264,8 @@ public:
 
     ViStatus readStb(ViUInt16* stb) override {
         Message m;
-        ViStatus st = asyncCall(kAsyncStatusQuery, takeRmt(), lastSent_, nullptr, 0, kAsyncStatusResponse,
-                                IoControl::fromTimeout(tmo_, nullptr), &m);
+        ViStatus st = asyncCall(kAsyncStatusQuery, takeRmt(), lastSent_, nullptr, 0,
+                                kAsyncStatusResponse, IoControl::fromTimeout(tmo_, nullptr), &m);
         if (st < 0) return st;
         if (stb) *stb = m.h.control;
         return VI_SUCCESS;
@@ -244,9 +273,11 @@ public:
 
     ViStatus assertTrigger(ViUInt16 protocol) override {
         if (protocol != VI_TRIG_PROT_DEFAULT) return VI_ERROR_INV_PROT;
-        ViStatus st = sendMessage(sync_.get(), kTrigger, takeRmt(), messageId_, nullptr, 0, IoControl::fromTimeout(tmo_, nullptr));
+        ViStatus st = sendMessage(sync_.get(), kTrigger, takeRmt(), messageId_, nullptr, 0,
+                                  IoControl::fromTimeout(tmo_, nullptr));
         if (st < 0) return st;
         lastSent_ = messageId_;
+        sentQuery(messageId_);
         messageId_ += 2;
         return VI_SUCCESS;
     }
@@ -254,8 +285,8 @@ public:
     ViStatus gpibControlRen(ViUInt16 mode) override {
         if (mode > VI_GPIB_REN_ADDRESS_GTL) return VI_ERROR_INV_MODE;
         Message m;
-        return asyncCall(kAsyncRemoteLocalControl, static_cast<uint8_t>(mode), lastSent_, nullptr, 0,
-                         kAsyncRemoteLocalResponse, IoControl::fromTimeout(tmo_, nullptr), &m);
+        return asyncCall(kAsyncRemoteLocalControl, static_cast<uint8_t>(mode), lastSent_, nullptr,
+                         0, kAsyncRemoteLocalResponse, IoControl::fromTimeout(tmo_, nullptr), &m);
     }
 
     ViStatus lock(ViAccessMode type, ViUInt32 timeout, const std::string& key) override {
@@ -263,19 +294,23 @@ public:
         IoControl io = timeout == VI_TMO_INFINITE ? IoControl::fromTimeout(VI_TMO_INFINITE, nullptr)
                                                   : IoControl::fromTimeout(timeout + 1000, nullptr);
         Message m;
-        ViStatus st = asyncCall(kAsyncLock, 1, timeout == VI_TMO_INFINITE ? 0x7FFFFFFF : timeout, payload.data(),
-                                payload.size(), kAsyncLockResponse, io, &m);
+        ViStatus st = asyncCall(kAsyncLock, 1, timeout == VI_TMO_INFINITE ? 0x7FFFFFFF : timeout,
+                                payload.data(), payload.size(), kAsyncLockResponse, io, &m);
         if (st < 0) return st;
         switch (m.h.control) {
-        case kLockSuccess: return VI_SUCCESS;
-        case kLockFailure: return VI_ERROR_TMO;
-        default: return VI_ERROR_INV_ACCESS_KEY;
+            case kLockSuccess:
+                return VI_SUCCESS;
+            case kLockFailure:
+                return VI_ERROR_TMO;
+            default:
+                return VI_ERROR_INV_ACCESS_KEY;
         }
     }
 
     ViStatus unlock(ViAccessMode) override {
         Message m;
-        ViStatus st = asyncCall(kAsyncLock, 0, lastSent_, nullptr, 0, kAsyncLockResponse, IoControl::fromTimeout(tmo_, nullptr), &m);
+        ViStatus st = asyncCall(kAsyncLock, 0, lastSent_, nullptr, 0, kAsyncLockResponse,
+                                IoControl::fromTimeout(tmo_, nullptr), &m);
         if (st < 0) return st;
         return m.h.control == kLockError ? VI_ERROR_SESN_NLOCKED : VI_SUCCESS;
     }
@@ -284,12 +319,23 @@ public:
         int v = 0;
         socklen_t len = sizeof v;
         switch (attr) {
-        case VI_ATTR_TCPIP_HISLIP_VERSION: *number = serverVersion_; return VI_SUCCESS;
-        case VI_ATTR_TCPIP_HISLIP_OVERLAP_EN: *number = overlap_ ? VI_TRUE : VI_FALSE; return VI_SUCCESS;
-        case VI_ATTR_TCPIP_HISLIP_MAX_MESSAGE_KB: *number = clientMaxKb_; return VI_SUCCESS;
-        case VI_ATTR_TCPIP_NODELAY: getsockopt(sync_.get(), IPPROTO_TCP, TCP_NODELAY, &v, &len); break;
-        case VI_ATTR_TCPIP_KEEPALIVE: getsockopt(sync_.get(), SOL_SOCKET, SO_KEEPALIVE, &v, &len); break;
-        default: return VI_ERROR_NSUP_ATTR;
+            case VI_ATTR_TCPIP_HISLIP_VERSION:
+                *number = serverVersion_;
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_HISLIP_OVERLAP_EN:
+                *number = overlap_ ? VI_TRUE : VI_FALSE;
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_HISLIP_MAX_MESSAGE_KB:
+                *number = clientMaxKb_;
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_NODELAY:
+                getsockopt(sync_.get(), IPPROTO_TCP, TCP_NODELAY, &v, &len);
+                break;
+            case VI_ATTR_TCPIP_KEEPALIVE:
+                getsockopt(sync_.get(), SOL_SOCKET, SO_KEEPALIVE, &v, &len);
+                break;
+            default:
+                return VI_ERROR_NSUP_ATTR;
         }
         *number = v ? VI_TRUE : VI_FALSE;
         return VI_SUCCESS;
@@ -297,34 +343,50 @@ public:
 
     ViStatus setAttribute(ViAttr attr, ViAttrState value) override {
         switch (attr) {
-        case VI_ATTR_TMO_VALUE: tmo_ = static_cast<ViUInt32>(value); return VI_SUCCESS;
-        case VI_ATTR_TCPIP_NODELAY:
-            setNoDelay(sync_.get(), value != VI_FALSE);
-            setNoDelay(async_.get(), value != VI_FALSE);
-            return VI_SUCCESS;
-        case VI_ATTR_TCPIP_KEEPALIVE:
-            setKeepAlive(sync_.get(), value != VI_FALSE);
-            setKeepAlive(async_.get(), value != VI_FALSE);
-            return VI_SUCCESS;
-        case VI_ATTR_TCPIP_HISLIP_OVERLAP_EN:
-            // The mode changes through a device clear that asks for it.
-            wantOverlap_ = value != VI_FALSE;
-            if (wantOverlap_ == overlap_) return VI_SUCCESS;
-            if (ViStatus st = clear(); st < 0) return st;
-            return VI_SUCCESS;
-        case VI_ATTR_TCPIP_HISLIP_MAX_MESSAGE_KB: {
-            ViUInt32 old = clientMaxKb_;
-            clientMaxKb_ = static_cast<ViUInt32>(std::min<ViAttrState>(value, 1u << 22));
-            ViStatus st = negotiateSize(IoControl::fromTimeout(tmo_, nullptr));
-            if (st < 0) clientMaxKb_ = old;
-            return st;
-        }
-        default: return VI_SUCCESS;
+            case VI_ATTR_TMO_VALUE:
+                tmo_ = static_cast<ViUInt32>(value);
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_NODELAY:
+                setNoDelay(sync_.get(), value != VI_FALSE);
+                setNoDelay(async_.get(), value != VI_FALSE);
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_KEEPALIVE:
+                setKeepAlive(sync_.get(), value != VI_FALSE);
+                setKeepAlive(async_.get(), value != VI_FALSE);
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_HISLIP_OVERLAP_EN:
+                // The mode changes through a device clear that asks for it.
+                wantOverlap_ = value != VI_FALSE;
+                if (wantOverlap_ == overlap_) return VI_SUCCESS;
+                if (ViStatus st = clear(); st < 0) return st;
+                return VI_SUCCESS;
+            case VI_ATTR_TCPIP_HISLIP_MAX_MESSAGE_KB: {
+                ViUInt32 old = clientMaxKb_;
+                clientMaxKb_ = static_cast<ViUInt32>(std::min<ViAttrState>(value, 1u << 22));
+                ViStatus st = negotiateSize(IoControl::fromTimeout(tmo_, nullptr));
+                if (st < 0) clientMaxKb_ = old;
+                return st;
+            }
+            default:
+                return VI_SUCCESS;
         }
     }
 
-private:
+  private:
     uint64_t clientMax() const { return uint64_t{clientMaxKb_} * 1024; }
+
+    // Whether id answers one of our recent queries other than the last. Ids that a server
+    // makes up on its own are not taken for stale.
+    bool stale(uint32_t id) const {
+        return id != lastQuery_ &&
+               std::find(recentQueries_.begin(), recentQueries_.end(), id) != recentQueries_.end();
+    }
+
+    void sentQuery(uint32_t id) {
+        lastQuery_ = id;
+        recentQueries_.push_back(id);
+        if (recentQueries_.size() > 8) recentQueries_.pop_front();
+    }
 
     void endDelivered() {
         pending_.clear();
@@ -344,7 +406,8 @@ private:
         uint64_t mine = clientMax();
         for (int i = 0; i < 8; ++i) size[i] = static_cast<uint8_t>(mine >> (56 - 8 * i));
         Message m;
-        ViStatus st = asyncCall(kAsyncMaximumMessageSize, 0, 0, size, 8, kAsyncMaximumMessageSizeResponse, io, &m);
+        ViStatus st = asyncCall(kAsyncMaximumMessageSize, 0, 0, size, 8,
+                                kAsyncMaximumMessageSizeResponse, io, &m);
         if (st < 0) return st;
         if (m.payload.size() != 8) return kMalformedReply;
         uint64_t theirs = 0;
@@ -354,8 +417,8 @@ private:
     }
 
     // One request on the asynchronous channel and the reply of the expected type.
-    ViStatus asyncCall(uint8_t type, uint8_t control, uint32_t parameter, const void* payload, size_t size,
-                       uint8_t expect, const IoControl& io, Message* reply) {
+    ViStatus asyncCall(uint8_t type, uint8_t control, uint32_t parameter, const void* payload,
+                       size_t size, uint8_t expect, const IoControl& io, Message* reply) {
         std::lock_guard<std::mutex> one(callMutex_);
         {
             std::lock_guard<std::mutex> lock(m_);
@@ -376,16 +439,20 @@ private:
                 if (m.h.type == kError) return VI_ERROR_IO;
             }
             if (asyncBroken_) return VI_ERROR_CONN_LOST;
-            if (io.infinite) cv_.wait(lock);
-            else if (cv_.wait_until(lock, io.deadline) == std::cv_status::timeout && replies_.empty()) return VI_ERROR_TMO;
+            if (io.infinite)
+                cv_.wait(lock);
+            else if (cv_.wait_until(lock, io.deadline) == std::cv_status::timeout &&
+                     replies_.empty())
+                return VI_ERROR_TMO;
         }
     }
 
     void readAsync() {
         IoControl forever = IoControl::fromTimeout(VI_TMO_INFINITE, &stop_);
+        StreamReader asyncIn(async_.get(), 4096);
         while (!stop_) {
             Message m;
-            ViStatus st = readMessage(async_.get(), kMaxTextPayload, forever, &m);
+            ViStatus st = readMessage(asyncIn, kMaxTextPayload, forever, &m);
             if (st < 0) {
                 std::lock_guard<std::mutex> lock(m_);
                 asyncBroken_ = true;
@@ -407,6 +474,7 @@ private:
     }
 
     Fd sync_, async_;
+    StreamReader in_{sync_.get()};  // the synchronous channel's messages
     EventSink* sink_;
     std::thread reader_;
     std::atomic<bool> stop_{false};
@@ -423,6 +491,8 @@ private:
     ViUInt32 clientMaxKb_ = 1024;
     uint32_t messageId_ = kFirstMessageId;
     uint32_t lastSent_ = kFirstMessageId - 2;
+    uint32_t lastQuery_ = kFirstMessageId - 2;  // the last DataEnd or Trigger sent
+    std::deque<uint32_t> recentQueries_;
     bool rmtDelivered_ = false;
     bool broken_ = false;
     ViUInt32 tmo_ = 2000;
@@ -433,8 +503,8 @@ private:
 
 }  // namespace
 
-ViStatus openHislip(const ResourceName& name, const Settings& s, ViUInt32 openTimeout, EventSink* events,
-                    std::unique_ptr<Link>* link, std::string* why) {
+ViStatus openHislip(const ResourceName& name, const Settings& s, ViUInt32 openTimeout,
+                    EventSink* events, std::unique_ptr<Link>* link, std::string* why) {
     std::string sub;
     uint16_t port = 0;
     if (!hislipDevice(name.lanDevice, &sub, &port)) return VI_ERROR_INV_RSRC_NAME;
@@ -448,7 +518,8 @@ ViStatus openHislip(const ResourceName& name, const Settings& s, ViUInt32 openTi
     // The asynchronous channel goes to the very address that answered.
     Endpoint peer;
     peer.size = sizeof peer.addr;
-    if (getpeername(fd.get(), reinterpret_cast<sockaddr*>(&peer.addr), &peer.size) == 0) eps = {peer};
+    if (getpeername(fd.get(), reinterpret_cast<sockaddr*>(&peer.addr), &peer.size) == 0)
+        eps = {peer};
     auto l = std::make_unique<HislipLink>(std::move(fd), events);
     st = l->connect(eps, sub, io, why);
     if (st < 0) return st;

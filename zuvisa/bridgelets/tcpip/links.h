@@ -18,12 +18,13 @@ struct Settings {
 class SrqServer;
 
 // *why gets a line for the log when the open fails.
-ViStatus openSocket(const ResourceName& name, const Settings& s, ViUInt32 openTimeout, EventSink* events,
-                    std::unique_ptr<Link>* link, std::string* why);
-ViStatus openVxi11(const ResourceName& name, const Settings& s, ViUInt32 openTimeout, EventSink* events,
-                   const std::shared_ptr<SrqServer>& srq, std::unique_ptr<Link>* link, std::string* why);
-ViStatus openHislip(const ResourceName& name, const Settings& s, ViUInt32 openTimeout, EventSink* events,
-                    std::unique_ptr<Link>* link, std::string* why);
+ViStatus openSocket(const ResourceName& name, const Settings& s, ViUInt32 openTimeout,
+                    EventSink* events, std::unique_ptr<Link>* link, std::string* why);
+ViStatus openVxi11(const ResourceName& name, const Settings& s, ViUInt32 openTimeout,
+                   EventSink* events, const std::shared_ptr<SrqServer>& srq,
+                   std::unique_ptr<Link>* link, std::string* why);
+ViStatus openHislip(const ResourceName& name, const Settings& s, ViUInt32 openTimeout,
+                    EventSink* events, std::unique_ptr<Link>* link, std::string* why);
 
 // The HiSLIP sub-address and port of a LAN device name ("hislip0", "hislip0,4881"); false when
 // the name is not a HiSLIP one.

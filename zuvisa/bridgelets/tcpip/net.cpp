@@ -23,16 +23,18 @@ constexpr int kSliceMs = 20;
 
 int pollTimeout(const IoControl& io) {
     if (io.infinite) return io.cancel ? kSliceMs : -1;
-    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(io.deadline - Clock::now()).count();
+    auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(io.deadline - Clock::now()).count();
     if (left < 0) left = 0;
     // Round up, so that a wait of less than a millisecond does not spin.
     if (left == 0 && io.deadline > Clock::now()) left = 1;
-    return static_cast<int>(io.cancel ? std::min<long long>(left, kSliceMs) : std::min<long long>(left, 1 << 30));
+    return static_cast<int>(io.cancel ? std::min<long long>(left, kSliceMs)
+                                      : std::min<long long>(left, 1 << 30));
 }
 
 ViStatus lost(int err) {
-    return err == ECONNRESET || err == EPIPE || err == ENOTCONN || err == ETIMEDOUT || err == EHOSTUNREACH ||
-                   err == ENETUNREACH
+    return err == ECONNRESET || err == EPIPE || err == ENOTCONN || err == ETIMEDOUT ||
+                   err == EHOSTUNREACH || err == ENETUNREACH
                ? VI_ERROR_CONN_LOST
                : VI_ERROR_IO;
 }
@@ -70,11 +72,13 @@ std::string Endpoint::text() const {
 }
 
 std::string bareHost(const std::string& host) {
-    if (host.size() >= 2 && host.front() == '[' && host.back() == ']') return host.substr(1, host.size() - 2);
+    if (host.size() >= 2 && host.front() == '[' && host.back() == ']')
+        return host.substr(1, host.size() - 2);
     return host;
 }
 
-ViStatus resolve(const std::string& hostIn, uint16_t port, std::vector<Endpoint>* out, std::string* why) {
+ViStatus resolve(const std::string& hostIn, uint16_t port, std::vector<Endpoint>* out,
+                 std::string* why) {
     out->clear();
     std::string host = bareHost(hostIn);
     if (host.empty()) {
@@ -107,7 +111,8 @@ ViStatus resolve(const std::string& hostIn, uint16_t port, std::vector<Endpoint>
     return VI_SUCCESS;
 }
 
-ViStatus connectTo(const std::vector<Endpoint>& to, const IoControl& io, Fd* out, std::string* why) {
+ViStatus connectTo(const std::vector<Endpoint>& to, const IoControl& io, Fd* out,
+                   std::string* why) {
     ViStatus result = VI_ERROR_RSRC_NFOUND;
     for (const Endpoint& e : to) {
         Fd fd(::socket(e.family(), SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -133,8 +138,9 @@ ViStatus connectTo(const std::vector<Endpoint>& to, const IoControl& io, Fd* out
         }
         if (why) *why = e.text() + ": " + strerror(err);
         result = err == ECONNREFUSED ? VI_ERROR_MACHINE_NAVAIL
-                 : (err == ETIMEDOUT) ? VI_ERROR_TMO
-                                      : (result == VI_ERROR_MACHINE_NAVAIL ? result : VI_ERROR_RSRC_NFOUND);
+                 : (err == ETIMEDOUT)
+                     ? VI_ERROR_TMO
+                     : (result == VI_ERROR_MACHINE_NAVAIL ? result : VI_ERROR_RSRC_NFOUND);
     }
     return result;
 }
@@ -196,7 +202,8 @@ ViStatus sendTwo(int fd, const void* a, size_t na, const void* b, size_t nb, con
         if (st < 0) return st;
         sent = na;
     }
-    if (sent - na < nb) return sendAll(fd, static_cast<const char*>(b) + (sent - na), nb - (sent - na), io);
+    if (sent - na < nb)
+        return sendAll(fd, static_cast<const char*>(b) + (sent - na), nb - (sent - na), io);
     return VI_SUCCESS;
 }
 
@@ -217,6 +224,13 @@ ViStatus recvSome(int fd, void* data, size_t size, const IoControl& io, size_t* 
     }
 }
 
+ViStatus recvAfterWait(int fd, void* data, size_t size, const IoControl& io, size_t* got) {
+    *got = 0;
+    ViStatus st = waitFor(fd, POLLIN, io);
+    if (st < 0) return st;
+    return recvSome(fd, data, size, io, got);
+}
+
 ViStatus recvExact(int fd, void* data, size_t size, const IoControl& io) {
     char* p = static_cast<char*>(data);
     size_t have = 0;
@@ -225,6 +239,29 @@ ViStatus recvExact(int fd, void* data, size_t size, const IoControl& io) {
         ViStatus st = recvSome(fd, p + have, size - have, io, &n);
         if (st < 0) return st;
         have += n;
+    }
+    return VI_SUCCESS;
+}
+
+ViStatus StreamReader::readExact(void* data, size_t size, const IoControl& io) {
+    if (buf_.empty()) return recvExact(fd_, data, size, io);
+    uint8_t* out = static_cast<uint8_t*>(data);
+    while (size > 0) {
+        if (start_ < end_) {
+            size_t n = std::min(size, end_ - start_);
+            std::memcpy(out, buf_.data() + start_, n);
+            start_ += n;
+            out += n;
+            size -= n;
+            continue;
+        }
+        start_ = end_ = 0;
+        if (size >= buf_.size()) return recvExact(fd_, out, size, io);  // large: no copy
+        size_t got = 0;
+        // An empty buffer mostly means the peer has not answered yet.
+        ViStatus st = recvAfterWait(fd_, buf_.data(), buf_.size(), io, &got);
+        if (st < 0) return st;
+        end_ = got;
     }
     return VI_SUCCESS;
 }
@@ -245,7 +282,8 @@ void setKeepAlive(int fd, bool on) {
     setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &v, sizeof v);
 }
 
-ViStatus listenTcp(const std::string& address, uint16_t port, Fd* out, uint16_t* bound, std::string* why) {
+ViStatus listenTcp(const std::string& address, uint16_t port, Fd* out, uint16_t* bound,
+                   std::string* why) {
     std::vector<Endpoint> eps;
     std::string host = address.empty() ? std::string("127.0.0.1") : address;
     ViStatus st = resolve(host, port, &eps, why);
@@ -258,7 +296,8 @@ ViStatus listenTcp(const std::string& address, uint16_t port, Fd* out, uint16_t*
     }
     int one = 1;
     setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-    if (::bind(fd.get(), reinterpret_cast<const sockaddr*>(&e.addr), e.size) != 0 || ::listen(fd.get(), 64) != 0) {
+    if (::bind(fd.get(), reinterpret_cast<const sockaddr*>(&e.addr), e.size) != 0 ||
+        ::listen(fd.get(), 64) != 0) {
         if (why) *why = e.text() + ": " + strerror(errno);
         return VI_ERROR_RSRC_BUSY;
     }

@@ -16,12 +16,18 @@ constexpr uint32_t kLastFragment = 0x80000000u;
 
 const char* acceptText(uint32_t stat) {
     switch (stat) {
-    case kProgUnavail: return "program unavailable";
-    case kProgMismatch: return "program version mismatch";
-    case kProcUnavail: return "procedure unavailable";
-    case kGarbageArgs: return "garbage arguments";
-    case kSystemErr: return "system error";
-    default: return "unknown accept status";
+        case kProgUnavail:
+            return "program unavailable";
+        case kProgMismatch:
+            return "program version mismatch";
+        case kProcUnavail:
+            return "procedure unavailable";
+        case kGarbageArgs:
+            return "garbage arguments";
+        case kSystemErr:
+            return "system error";
+        default:
+            return "unknown accept status";
     }
 }
 
@@ -63,8 +69,8 @@ bool decodeCall(XdrReader& r, Call* c) {
     return r.ok();
 }
 
-std::vector<uint8_t> encodeReply(uint32_t xid, AcceptStat stat, const std::vector<uint8_t>& results, uint32_t low,
-                                 uint32_t high) {
+std::vector<uint8_t> encodeReply(uint32_t xid, AcceptStat stat, const std::vector<uint8_t>& results,
+                                 uint32_t low, uint32_t high) {
     XdrWriter w;
     w.bytes().reserve(24 + results.size());
     w.u32(xid);
@@ -118,30 +124,37 @@ ViStatus writeRecord(int fd, const std::vector<uint8_t>& body, const IoControl& 
     return sendTwo(fd, head, 4, body.data(), body.size(), io);
 }
 
-ViStatus readRecord(int fd, size_t maxSize, const IoControl& io, std::vector<uint8_t>* out) {
+ViStatus readRecord(StreamReader& in, size_t maxSize, const IoControl& io, std::vector<uint8_t>* out) {
     out->clear();
     for (;;) {
         uint8_t head[4];
-        ViStatus st = recvExact(fd, head, 4, io);
+        ViStatus st = in.readExact(head, 4, io);
         if (st < 0) return st;
-        uint32_t mark = (uint32_t{head[0]} << 24) | (uint32_t{head[1]} << 16) | (uint32_t{head[2]} << 8) | head[3];
+        uint32_t mark = (uint32_t{head[0]} << 24) | (uint32_t{head[1]} << 16) |
+                        (uint32_t{head[2]} << 8) | head[3];
         size_t len = mark & ~kLastFragment;
-        if (len > maxSize - out->size() || (len == 0 && !(mark & kLastFragment))) return kMalformedReply;
+        if (len > maxSize - out->size() || (len == 0 && !(mark & kLastFragment)))
+            return kMalformedReply;
         size_t at = out->size();
         out->resize(at + len);
-        st = recvExact(fd, out->data() + at, len, io);
+        st = in.readExact(out->data() + at, len, io);
         if (st < 0) return st;
         if (mark & kLastFragment) return VI_SUCCESS;
     }
 }
 
-ViStatus callTcp(int fd, const Call& call, const std::vector<uint8_t>& args, const IoControl& io,
+ViStatus readRecord(int fd, size_t maxSize, const IoControl& io, std::vector<uint8_t>* out) {
+    StreamReader direct(fd, 0);  // nothing read beyond the record
+    return readRecord(direct, maxSize, io, out);
+}
+
+ViStatus callTcp(StreamReader& in, const Call& call, const std::vector<uint8_t>& args, const IoControl& io,
                  std::vector<uint8_t>* reply, std::string* why) {
-    ViStatus st = writeRecord(fd, encodeCall(call, args), io);
+    ViStatus st = writeRecord(in.fd(), encodeCall(call, args), io);
     if (st < 0) return st;
     // A late reply to an earlier, abandoned call is skipped.
     for (;;) {
-        st = readRecord(fd, kMaxRecord, io, reply);
+        st = readRecord(in, kMaxRecord, io, reply);
         if (st < 0) return st;
         XdrReader peek(reply->data(), reply->size());
         uint32_t xid = peek.u32();
@@ -154,6 +167,12 @@ ViStatus callTcp(int fd, const Call& call, const std::vector<uint8_t>& args, con
     size_t used = reply->size() - r.remaining();
     reply->erase(reply->begin(), reply->begin() + static_cast<std::ptrdiff_t>(used));
     return VI_SUCCESS;
+}
+
+ViStatus callTcp(int fd, const Call& call, const std::vector<uint8_t>& args, const IoControl& io,
+                 std::vector<uint8_t>* reply, std::string* why) {
+    StreamReader direct(fd, 0);
+    return callTcp(direct, call, args, io, reply, why);
 }
 
 }  // namespace zuvisa::tcpip::rpc

@@ -25,7 +25,14 @@ inline constexpr size_t kMaxRecord = (1u << 20) + 4096;
 // Longest credential or verifier body RPC allows.
 inline constexpr size_t kMaxAuth = 400;
 
-enum AcceptStat : uint32_t { kSuccess = 0, kProgUnavail = 1, kProgMismatch = 2, kProcUnavail = 3, kGarbageArgs = 4, kSystemErr = 5 };
+enum AcceptStat : uint32_t {
+    kSuccess = 0,
+    kProgUnavail = 1,
+    kProgMismatch = 2,
+    kProcUnavail = 3,
+    kGarbageArgs = 4,
+    kSystemErr = 5
+};
 
 struct Call {
     uint32_t xid = 0, program = 0, version = 0, procedure = 0;
@@ -51,10 +58,14 @@ ViStatus decodeReply(XdrReader& r, uint32_t xid, std::string* why);
 // record, or a fragment marked empty without end, is kMalformedReply.
 ViStatus writeRecord(int fd, const std::vector<uint8_t>& body, const IoControl& io);
 ViStatus readRecord(int fd, size_t maxSize, const IoControl& io, std::vector<uint8_t>* out);
+ViStatus readRecord(StreamReader& in, size_t maxSize, const IoControl& io, std::vector<uint8_t>* out);
 
 // One call and its reply on a connected stream socket: the reply body in *reply, the reader
 // to use positioned by decodeReply.
 ViStatus callTcp(int fd, const Call& call, const std::vector<uint8_t>& args, const IoControl& io,
+                 std::vector<uint8_t>* reply, std::string* why);
+// The same, with replies read through the connection's own reader.
+ViStatus callTcp(StreamReader& in, const Call& call, const std::vector<uint8_t>& args, const IoControl& io,
                  std::vector<uint8_t>* reply, std::string* why);
 
 // A fresh transaction id.

@@ -18,13 +18,13 @@ constexpr size_t kInSize = 64 * 1024;
 constexpr size_t kOutHold = 64 * 1024;  // held bytes leave once this many wait
 
 class SocketLink : public Link {
-public:
-    explicit SocketLink(Fd fd) : fd_(std::move(fd)), in_(kInSize) {
-        setNoDelay(fd_.get(), true);
-    }
+  public:
+    explicit SocketLink(Fd fd) : fd_(std::move(fd)), in_(kInSize) { setNoDelay(fd_.get(), true); }
 
-    ViStatus write(const ViByte* buf, size_t count, bool end, const IoControl& io, size_t* done) override {
+    ViStatus write(const ViByte* buf, size_t count, bool end, const IoControl& io,
+                   size_t* done) override {
         *done = 0;
+        justWrote_ = true;
         if (!end && out_.size() + count < kOutHold) {
             out_.insert(out_.end(), buf, buf + count);
             *done = count;
@@ -40,7 +40,8 @@ public:
         return sendAll(fd_.get(), buf, count, io, done);
     }
 
-    ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io, size_t* done) override {
+    ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io,
+                  size_t* done) override {
         *done = 0;
         if (ViStatus st = flushOut(io); st < 0) return st;
         size_t got = 0;
@@ -67,7 +68,8 @@ public:
                 return VI_SUCCESS_MAX_CNT;
             }
             // END: data arrived and nothing more waits (only without a termination character).
-            if (got > 0 && !opt.termCharEnabled && !opt.suppressEnd && pendingBytes(fd_.get()) == 0) {
+            if (got > 0 && !opt.termCharEnabled && !opt.suppressEnd &&
+                pendingBytes(fd_.get()) == 0) {
                 *done = got;
                 return VI_SUCCESS;
             }
@@ -78,10 +80,14 @@ public:
                 // Large reads go straight to the caller's buffer.
                 st = recvSome(fd_.get(), buf + got, count - got, io, &n);
                 got += n;
+            } else if (justWrote_) {
+                st = recvAfterWait(fd_.get(), in_.data(), in_.size(), io, &n);
+                end_ = n;
             } else {
                 st = recvSome(fd_.get(), in_.data(), in_.size(), io, &n);
                 end_ = n;
             }
+            justWrote_ = false;
             if (st < 0) {
                 *done = got;
                 // The peer closed after a whole message: that was its end.
@@ -107,7 +113,8 @@ public:
         size_t n = 0;
         ReadOptions opt;
         opt.termCharEnabled = true;
-        st = read(reinterpret_cast<ViByte*>(answer), sizeof answer - 1, opt, IoControl::fromTimeout(kCommandMs, nullptr), &n);
+        st = read(reinterpret_cast<ViByte*>(answer), sizeof answer - 1, opt,
+                  IoControl::fromTimeout(kCommandMs, nullptr), &n);
         if (st < 0) return st;
         answer[n] = '\0';
         char* endp = nullptr;
@@ -127,7 +134,8 @@ public:
 
     ViStatus flushIoBuffer(ViUInt16 mask) override {
         if (mask & VI_IO_OUT_BUF) {
-            if (ViStatus st = flushOut(IoControl::fromTimeout(kCommandMs, nullptr)); st < 0) return st;
+            if (ViStatus st = flushOut(IoControl::fromTimeout(kCommandMs, nullptr)); st < 0)
+                return st;
         }
         if (mask & VI_IO_OUT_BUF_DISCARD) out_.clear();
         if (mask & (VI_IO_IN_BUF | VI_IO_IN_BUF_DISCARD)) {
@@ -141,9 +149,11 @@ public:
         int v = 0;
         socklen_t len = sizeof v;
         if (attr == VI_ATTR_TCPIP_NODELAY) {
-            if (getsockopt(fd_.get(), IPPROTO_TCP, TCP_NODELAY, &v, &len) != 0) return VI_ERROR_SYSTEM_ERROR;
+            if (getsockopt(fd_.get(), IPPROTO_TCP, TCP_NODELAY, &v, &len) != 0)
+                return VI_ERROR_SYSTEM_ERROR;
         } else if (attr == VI_ATTR_TCPIP_KEEPALIVE) {
-            if (getsockopt(fd_.get(), SOL_SOCKET, SO_KEEPALIVE, &v, &len) != 0) return VI_ERROR_SYSTEM_ERROR;
+            if (getsockopt(fd_.get(), SOL_SOCKET, SO_KEEPALIVE, &v, &len) != 0)
+                return VI_ERROR_SYSTEM_ERROR;
         } else if (attr == VI_ATTR_IO_PROT) {
             *number = protocol_;
             return VI_SUCCESS;
@@ -155,16 +165,19 @@ public:
     }
 
     ViStatus setAttribute(ViAttr attr, ViAttrState value) override {
-        if (attr == VI_ATTR_TCPIP_NODELAY) setNoDelay(fd_.get(), value != VI_FALSE);
-        else if (attr == VI_ATTR_TCPIP_KEEPALIVE) setKeepAlive(fd_.get(), value != VI_FALSE);
+        if (attr == VI_ATTR_TCPIP_NODELAY)
+            setNoDelay(fd_.get(), value != VI_FALSE);
+        else if (attr == VI_ATTR_TCPIP_KEEPALIVE)
+            setKeepAlive(fd_.get(), value != VI_FALSE);
         else if (attr == VI_ATTR_IO_PROT) {
-            if (value != VI_PROT_NORMAL && value != VI_PROT_4882_STRS) return VI_ERROR_NSUP_ATTR_STATE;
+            if (value != VI_PROT_NORMAL && value != VI_PROT_4882_STRS)
+                return VI_ERROR_NSUP_ATTR_STATE;
             protocol_ = static_cast<ViUInt16>(value);
         }
         return VI_SUCCESS;
     }
 
-private:
+  private:
     static constexpr ViUInt32 kCommandMs = 2000;
 
     ViStatus flushOut(const IoControl& io) {
@@ -190,6 +203,7 @@ private:
     size_t start_ = 0, end_ = 0;
     std::vector<ViByte> out_;
     ViUInt16 protocol_ = VI_PROT_NORMAL;
+    bool justWrote_ = false;  // the next read waits before it receives
 };
 
 }  // namespace
@@ -200,7 +214,8 @@ ViStatus openSocket(const ResourceName& name, const Settings& s, ViUInt32 openTi
     ViStatus st = resolve(name.host, static_cast<uint16_t>(name.port), &eps, why);
     if (st < 0) return st;
     Fd fd;
-    st = connectTo(eps, IoControl::fromTimeout(std::max(openTimeout, s.connectTimeout), nullptr), &fd, why);
+    st = connectTo(eps, IoControl::fromTimeout(std::max(openTimeout, s.connectTimeout), nullptr),
+                   &fd, why);
     if (st < 0) return st;
     *link = std::make_unique<SocketLink>(std::move(fd));
     return VI_SUCCESS;

@@ -66,8 +66,10 @@ std::vector<uint8_t> SrqServer::handleRecord(const std::vector<uint8_t>& record)
     XdrReader r(record.data(), record.size());
     rpc::Call call;
     if (!rpc::decodeCall(r, &call)) return {};
-    if (call.program != vxi11::kInterruptProgram) return rpc::encodeReply(call.xid, rpc::kProgUnavail, {});
-    if (call.version != vxi11::kVersion) return rpc::encodeReply(call.xid, rpc::kProgMismatch, {}, 1, 1);
+    if (call.program != vxi11::kInterruptProgram)
+        return rpc::encodeReply(call.xid, rpc::kProgUnavail, {});
+    if (call.version != vxi11::kVersion)
+        return rpc::encodeReply(call.xid, rpc::kProgMismatch, {}, 1, 1);
     if (call.procedure == 0) return rpc::encodeReply(call.xid, rpc::kSuccess, {});
     if (call.procedure != vxi11::kIntrSrq) return rpc::encodeReply(call.xid, rpc::kProcUnavail, {});
     std::string_view handle = r.opaque(vxi11::kMaxHandle);
@@ -89,22 +91,28 @@ void SrqServer::run() {
         for (const Fd& c : clients) fds.push_back({c.get(), POLLIN, 0});
         if (::poll(fds.data(), fds.size(), -1) < 0) continue;
         if (fds[0].revents) break;
+        const size_t polled = clients.size();  // a client accepted now has no poll entry yet
         if (fds[1].revents & POLLIN) {
             int c = ::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-            if (c >= 0 && clients.size() < 64) clients.emplace_back(c);
-            else if (c >= 0) ::close(c);
+            if (c >= 0 && clients.size() < 64)
+                clients.emplace_back(c);
+            else if (c >= 0)
+                ::close(c);
         }
         std::vector<Fd> keep;
         for (size_t i = 0; i < clients.size(); ++i) {
             bool alive = true;
-            if (fds[i + 2].revents) {
+            if (i < polled && fds[i + 2].revents) {
                 std::vector<uint8_t> record;
                 // A record arrives whole or the instrument is dropped: it may not stall us.
-                if (rpc::readRecord(clients[i].get(), kMaxSrqRecord, IoControl::fromTimeout(1000, nullptr), &record) < 0) {
+                if (rpc::readRecord(clients[i].get(), kMaxSrqRecord,
+                                    IoControl::fromTimeout(1000, nullptr), &record) < 0) {
                     alive = false;
                 } else {
                     std::vector<uint8_t> reply = handleRecord(record);
-                    if (!reply.empty()) rpc::writeRecord(clients[i].get(), reply, IoControl::fromTimeout(1000, nullptr));
+                    if (!reply.empty())
+                        rpc::writeRecord(clients[i].get(), reply,
+                                         IoControl::fromTimeout(1000, nullptr));
                 }
             }
             if (alive) keep.push_back(std::move(clients[i]));

@@ -17,7 +17,7 @@
 namespace zuvisa::tcpip {
 
 class SrqServer {
-public:
+  public:
     SrqServer() = default;
     ~SrqServer();
     SrqServer(const SrqServer&) = delete;
@@ -32,7 +32,7 @@ public:
     // Decodes one device_intr_srq call and returns the reply to send (empty for none).
     std::vector<uint8_t> handleRecord(const std::vector<uint8_t>& record);
 
-private:
+  private:
     void run();
     void raise(uint32_t handle);
 

@@ -9,6 +9,7 @@
 //   PortmapperPort = 111     ; where VXI-11 asks for the core channel
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -32,7 +33,7 @@ struct Config {
 Config readSettings(const std::vector<std::pair<std::string, std::string>>& items);
 
 class TcpipBridgelet : public Bridgelet {
-public:
+  public:
     TcpipBridgelet(Config c, std::function<void(int, const std::string&)> log);
     ~TcpipBridgelet() override;
 
@@ -41,7 +42,7 @@ public:
     ViStatus open(const std::string& canonicalName, ViUInt32 openTimeout, EventSink* events,
                   std::unique_ptr<Link>* link) override;
 
-private:
+  private:
     Config config_;
     std::function<void(int, const std::string&)> log_;
     std::shared_ptr<SrqServer> srq_;

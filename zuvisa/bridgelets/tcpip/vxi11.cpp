@@ -4,35 +4,58 @@ namespace zuvisa::tcpip::vxi11 {
 
 ViStatus statusOf(int32_t error) {
     switch (error) {
-    case kNoError: return VI_SUCCESS;
-    case kSyntaxError: return VI_ERROR_INV_EXPR;
-    case kNotAccessible: return VI_ERROR_RSRC_NFOUND;
-    case kInvalidLink: return VI_ERROR_CONN_LOST;
-    case kParameterError: return VI_ERROR_INV_PARAMETER;
-    case kNoChannel: return VI_ERROR_INV_SETUP;
-    case kNotSupported: return VI_ERROR_NSUP_OPER;
-    case kOutOfResources: return VI_ERROR_ALLOC;
-    case kLocked: return VI_ERROR_RSRC_LOCKED;
-    case kNoLock: return VI_ERROR_SESN_NLOCKED;
-    case kIoTimeout: return VI_ERROR_TMO;
-    case kInvalidAddress: return VI_ERROR_RSRC_NFOUND;
-    case kAborted: return VI_ERROR_ABORT;
-    case kChannelEstablished: return VI_SUCCESS;
-    default: return VI_ERROR_IO;  // 17 and anything unknown
+        case kNoError:
+            return VI_SUCCESS;
+        case kSyntaxError:
+            return VI_ERROR_INV_EXPR;
+        case kNotAccessible:
+            return VI_ERROR_RSRC_NFOUND;
+        case kInvalidLink:
+            return VI_ERROR_CONN_LOST;
+        case kParameterError:
+            return VI_ERROR_INV_PARAMETER;
+        case kNoChannel:
+            return VI_ERROR_INV_SETUP;
+        case kNotSupported:
+            return VI_ERROR_NSUP_OPER;
+        case kOutOfResources:
+            return VI_ERROR_ALLOC;
+        case kLocked:
+            return VI_ERROR_RSRC_LOCKED;
+        case kNoLock:
+            return VI_ERROR_SESN_NLOCKED;
+        case kIoTimeout:
+            return VI_ERROR_TMO;
+        case kInvalidAddress:
+            return VI_ERROR_RSRC_NFOUND;
+        case kAborted:
+            return VI_ERROR_ABORT;
+        case kChannelEstablished:
+            return VI_SUCCESS;
+        default:
+            return VI_ERROR_IO;  // 17 and anything unknown
     }
 }
 
 int32_t errorOf(ViStatus status) {
     if (status >= 0) return kNoError;
     switch (status) {
-    case VI_ERROR_TMO: return kIoTimeout;
-    case VI_ERROR_ABORT: return kAborted;
-    case VI_ERROR_NSUP_OPER: return kNotSupported;
-    case VI_ERROR_RSRC_LOCKED: return kLocked;
-    case VI_ERROR_SESN_NLOCKED: return kNoLock;
-    case VI_ERROR_ALLOC: return kOutOfResources;
-    case VI_ERROR_INV_PARAMETER: return kParameterError;
-    default: return kIoError;
+        case VI_ERROR_TMO:
+            return kIoTimeout;
+        case VI_ERROR_ABORT:
+            return kAborted;
+        case VI_ERROR_NSUP_OPER:
+            return kNotSupported;
+        case VI_ERROR_RSRC_LOCKED:
+            return kLocked;
+        case VI_ERROR_SESN_NLOCKED:
+            return kNoLock;
+        case VI_ERROR_ALLOC:
+            return kOutOfResources;
+        case VI_ERROR_INV_PARAMETER:
+            return kParameterError;
+        default:
+            return kIoError;
     }
 }
 

@@ -29,7 +29,8 @@ constexpr uint32_t kMaxReadChunk = 1u << 20;
 
 uint32_t msLeft(const IoControl& io) {
     if (io.infinite) return 0x7FFFFFFF;
-    auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(io.deadline - Clock::now()).count();
+    auto ms =
+        std::chrono::duration_cast<std::chrono::milliseconds>(io.deadline - Clock::now()).count();
     return ms > 0 ? static_cast<uint32_t>(ms) : 0;
 }
 
@@ -40,12 +41,14 @@ IoControl withGrace(const IoControl& io) {
 }
 
 // Asks the portmapper at host for the port of program/version over TCP.
-ViStatus getPort(const std::vector<Endpoint>& host, uint16_t pmPort, uint32_t program, uint32_t version,
-                 const IoControl& io, uint16_t* port, std::string* why) {
+ViStatus getPort(const std::vector<Endpoint>& host, uint16_t pmPort, uint32_t program,
+                 uint32_t version, const IoControl& io, uint16_t* port, std::string* why) {
     std::vector<Endpoint> pm = host;
     for (Endpoint& e : pm) {
-        if (e.family() == AF_INET) reinterpret_cast<sockaddr_in*>(&e.addr)->sin_port = htons(pmPort);
-        else reinterpret_cast<sockaddr_in6*>(&e.addr)->sin6_port = htons(pmPort);
+        if (e.family() == AF_INET)
+            reinterpret_cast<sockaddr_in*>(&e.addr)->sin_port = htons(pmPort);
+        else
+            reinterpret_cast<sockaddr_in6*>(&e.addr)->sin6_port = htons(pmPort);
     }
     Fd fd;
     ViStatus st = connectTo(pm, io, &fd, why);
@@ -59,8 +62,10 @@ ViStatus getPort(const std::vector<Endpoint>& host, uint16_t pmPort, uint32_t pr
     args.u32(rpc::kIpProtoTcp);
     args.u32(0);
     std::vector<uint8_t> reply;
-    st = rpc::callTcp(fd.get(), {rpc::nextXid(), rpc::kPortmapProgram, rpc::kPortmapVersion, rpc::kPortmapGetPort},
-                      args.bytes(), io, &reply, why);
+    st = rpc::callTcp(
+        fd.get(),
+        {rpc::nextXid(), rpc::kPortmapProgram, rpc::kPortmapVersion, rpc::kPortmapGetPort},
+        args.bytes(), io, &reply, why);
     if (st < 0) {
         if (why && st == VI_ERROR_TMO) *why = "portmapper: no answer";
         return st;
@@ -80,8 +85,10 @@ ViStatus getPort(const std::vector<Endpoint>& host, uint16_t pmPort, uint32_t pr
 }
 
 Endpoint withPort(Endpoint e, uint16_t port) {
-    if (e.family() == AF_INET) reinterpret_cast<sockaddr_in*>(&e.addr)->sin_port = htons(port);
-    else reinterpret_cast<sockaddr_in6*>(&e.addr)->sin6_port = htons(port);
+    if (e.family() == AF_INET)
+        reinterpret_cast<sockaddr_in*>(&e.addr)->sin_port = htons(port);
+    else
+        reinterpret_cast<sockaddr_in6*>(&e.addr)->sin6_port = htons(port);
     return e;
 }
 
@@ -93,7 +100,7 @@ Endpoint peerOf(int fd) {
 }
 
 class Vxi11Link : public Link {
-public:
+  public:
     Vxi11Link(Fd core, Endpoint peer, std::shared_ptr<SrqServer> srq, EventSink* sink)
         : core_(std::move(core)), peer_(peer), srq_(std::move(srq)), sink_(sink) {
         setNoDelay(core_.get(), true);
@@ -127,7 +134,9 @@ public:
         }
         if (resp.error != kNoError) {
             if (why) *why = "create_link: device error " + std::to_string(resp.error);
-            return resp.error == kOutOfResources ? VI_ERROR_RSRC_BUSY : statusOf(resp.error) == VI_ERROR_IO ? VI_ERROR_RSRC_NFOUND : statusOf(resp.error);
+            return resp.error == kOutOfResources         ? VI_ERROR_RSRC_BUSY
+                   : statusOf(resp.error) == VI_ERROR_IO ? VI_ERROR_RSRC_NFOUND
+                                                         : statusOf(resp.error);
         }
         lid_ = resp.lid;
         linked_ = true;
@@ -172,7 +181,8 @@ public:
         srqHandle_ = handle;
     }
 
-    ViStatus write(const ViByte* buf, size_t count, bool end, const IoControl& io, size_t* done) override {
+    ViStatus write(const ViByte* buf, size_t count, bool end, const IoControl& io,
+                   size_t* done) override {
         *done = 0;
         size_t sent = 0;
         do {
@@ -204,14 +214,16 @@ public:
             }
             if (resp.size == 0 && n > 0) {
                 *done = sent;
-                return io.expired() ? VI_ERROR_TMO : kMalformedReply;  // takes nothing, says nothing
+                return io.expired() ? VI_ERROR_TMO
+                                    : kMalformedReply;  // takes nothing, says nothing
             }
         } while (sent < count);
         *done = sent;
         return VI_SUCCESS;
     }
 
-    ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io, size_t* done) override {
+    ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io,
+                  size_t* done) override {
         *done = 0;
         size_t got = 0;
         for (;;) {
@@ -244,7 +256,8 @@ public:
             if ((resp.reason & kChr) && opt.termCharEnabled) return VI_SUCCESS_TERM_CHAR;
             if ((resp.reason & kReasonEnd) && !opt.suppressEnd) return VI_SUCCESS;
             if (got >= count) return VI_SUCCESS_MAX_CNT;
-            if (resp.data.empty() && resp.reason == 0) return kMalformedReply;  // would loop for ever
+            if (resp.data.empty() && resp.reason == 0)
+                return kMalformedReply;  // would loop for ever
         }
     }
 
@@ -269,14 +282,17 @@ public:
 
     ViStatus gpibControlRen(ViUInt16 mode) override {
         switch (mode) {
-        case VI_GPIB_REN_DEASSERT:
-        case VI_GPIB_REN_DEASSERT_GTL:
-        case VI_GPIB_REN_ADDRESS_GTL: return genericStatus(kLocal);
-        case VI_GPIB_REN_ASSERT:
-        case VI_GPIB_REN_ASSERT_ADDRESS:
-        case VI_GPIB_REN_ASSERT_LLO:
-        case VI_GPIB_REN_ASSERT_ADDRESS_LLO: return genericStatus(kRemote);
-        default: return VI_ERROR_INV_MODE;
+            case VI_GPIB_REN_DEASSERT:
+            case VI_GPIB_REN_DEASSERT_GTL:
+            case VI_GPIB_REN_ADDRESS_GTL:
+                return genericStatus(kLocal);
+            case VI_GPIB_REN_ASSERT:
+            case VI_GPIB_REN_ASSERT_ADDRESS:
+            case VI_GPIB_REN_ASSERT_LLO:
+            case VI_GPIB_REN_ASSERT_ADDRESS_LLO:
+                return genericStatus(kRemote);
+            default:
+                return VI_ERROR_INV_MODE;
         }
     }
 
@@ -289,8 +305,9 @@ public:
         XdrWriter a;
         encode(a, p);
         std::vector<uint8_t> reply;
-        IoControl io = timeout == VI_TMO_INFINITE ? IoControl::fromTimeout(VI_TMO_INFINITE, nullptr)
-                                                  : IoControl::fromTimeout(timeout + kReplyGraceMs, nullptr);
+        IoControl io = timeout == VI_TMO_INFINITE
+                           ? IoControl::fromTimeout(VI_TMO_INFINITE, nullptr)
+                           : IoControl::fromTimeout(timeout + kReplyGraceMs, nullptr);
         ViStatus st = call(kLock, a, io, &reply, nullptr);
         if (st < 0) return st;
         st = deviceError(reply);
@@ -302,38 +319,46 @@ public:
         XdrWriter a;
         a.i32(lid_);
         std::vector<uint8_t> reply;
-        ViStatus st = call(kUnlock, a, withGrace(IoControl::fromTimeout(tmo_, nullptr)), &reply, nullptr);
+        ViStatus st =
+            call(kUnlock, a, withGrace(IoControl::fromTimeout(tmo_, nullptr)), &reply, nullptr);
         return st < 0 ? st : deviceError(reply);
     }
 
     ViStatus getAttribute(ViAttr attr, ViAttrState* number, std::string*) override {
         int v = 0;
         socklen_t len = sizeof v;
-        if (attr == VI_ATTR_TCPIP_NODELAY) getsockopt(core_.get(), IPPROTO_TCP, TCP_NODELAY, &v, &len);
-        else if (attr == VI_ATTR_TCPIP_KEEPALIVE) getsockopt(core_.get(), SOL_SOCKET, SO_KEEPALIVE, &v, &len);
-        else return VI_ERROR_NSUP_ATTR;
+        if (attr == VI_ATTR_TCPIP_NODELAY)
+            getsockopt(core_.get(), IPPROTO_TCP, TCP_NODELAY, &v, &len);
+        else if (attr == VI_ATTR_TCPIP_KEEPALIVE)
+            getsockopt(core_.get(), SOL_SOCKET, SO_KEEPALIVE, &v, &len);
+        else
+            return VI_ERROR_NSUP_ATTR;
         *number = v ? VI_TRUE : VI_FALSE;
         return VI_SUCCESS;
     }
 
     ViStatus setAttribute(ViAttr attr, ViAttrState value) override {
-        if (attr == VI_ATTR_TMO_VALUE) tmo_ = static_cast<ViUInt32>(value);
-        else if (attr == VI_ATTR_TCPIP_NODELAY) setNoDelay(core_.get(), value != VI_FALSE);
-        else if (attr == VI_ATTR_TCPIP_KEEPALIVE) setKeepAlive(core_.get(), value != VI_FALSE);
-        else if (attr == VI_ATTR_TCPIP_HISLIP_OVERLAP_EN || attr == VI_ATTR_TCPIP_HISLIP_MAX_MESSAGE_KB) {
+        if (attr == VI_ATTR_TMO_VALUE)
+            tmo_ = static_cast<ViUInt32>(value);
+        else if (attr == VI_ATTR_TCPIP_NODELAY)
+            setNoDelay(core_.get(), value != VI_FALSE);
+        else if (attr == VI_ATTR_TCPIP_KEEPALIVE)
+            setKeepAlive(core_.get(), value != VI_FALSE);
+        else if (attr == VI_ATTR_TCPIP_HISLIP_OVERLAP_EN ||
+                 attr == VI_ATTR_TCPIP_HISLIP_MAX_MESSAGE_KB) {
             return VI_ERROR_NSUP_ATTR;
         }
         return VI_SUCCESS;
     }
 
-private:
+  private:
     // One core-channel call. A cancelled wait (viTerminate, viClose) sends device_abort on the
     // abort channel and gives the server a moment to answer the call it interrupts.
-    ViStatus call(uint32_t proc, const XdrWriter& args, const IoControl& io, std::vector<uint8_t>* reply,
-                  std::string* why) {
+    ViStatus call(uint32_t proc, const XdrWriter& args, const IoControl& io,
+                  std::vector<uint8_t>* reply, std::string* why) {
         if (broken_) return VI_ERROR_CONN_LOST;
         rpc::Call c{rpc::nextXid(), kCoreProgram, kVersion, proc};
-        ViStatus st = rpc::callTcp(core_.get(), c, args.bytes(), io, reply, why);
+        ViStatus st = rpc::callTcp(in_, c, args.bytes(), io, reply, why);
         if (st == VI_ERROR_ABORT) {
             sendAbort();
             // The interrupted call's reply is skipped by the next call (another transaction id).
@@ -353,7 +378,8 @@ private:
         XdrWriter a;
         a.i32(lid_);
         std::vector<uint8_t> reply;
-        rpc::callTcp(abort_.get(), {rpc::nextXid(), kAbortProgram, kVersion, kAbort}, a.bytes(), io, &reply, nullptr);
+        rpc::callTcp(abort_.get(), {rpc::nextXid(), kAbortProgram, kVersion, kAbort}, a.bytes(), io,
+                     &reply, nullptr);
     }
 
     ViStatus generic(uint32_t proc, std::vector<uint8_t>* reply) {
@@ -378,6 +404,7 @@ private:
     }
 
     Fd core_;
+    StreamReader in_{core_.get()};  // the core channel's replies
     Fd abort_;
     Endpoint peer_;
     std::shared_ptr<SrqServer> srq_;
@@ -393,8 +420,9 @@ private:
 
 }  // namespace
 
-ViStatus openVxi11(const ResourceName& name, const Settings& s, ViUInt32 openTimeout, EventSink* events,
-                   const std::shared_ptr<SrqServer>& srq, std::unique_ptr<Link>* link, std::string* why) {
+ViStatus openVxi11(const ResourceName& name, const Settings& s, ViUInt32 openTimeout,
+                   EventSink* events, const std::shared_ptr<SrqServer>& srq,
+                   std::unique_ptr<Link>* link, std::string* why) {
     std::vector<Endpoint> eps;
     ViStatus st = resolve(name.host, s.portmapperPort, &eps, why);
     if (st < 0) return st;

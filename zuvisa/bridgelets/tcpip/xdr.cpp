@@ -5,12 +5,14 @@
 namespace zuvisa::tcpip {
 
 namespace {
-size_t padded(size_t n) { return (n + 3) & ~static_cast<size_t>(3); }
+size_t padded(size_t n) {
+    return (n + 3) & ~static_cast<size_t>(3);
+}
 }  // namespace
 
 void XdrWriter::u32(uint32_t v) {
-    uint8_t b[4] = {static_cast<uint8_t>(v >> 24), static_cast<uint8_t>(v >> 16), static_cast<uint8_t>(v >> 8),
-                    static_cast<uint8_t>(v)};
+    uint8_t b[4] = {static_cast<uint8_t>(v >> 24), static_cast<uint8_t>(v >> 16),
+                    static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v)};
     out_.insert(out_.end(), b, b + 4);
 }
 

@@ -12,7 +12,7 @@
 namespace zuvisa::tcpip {
 
 class XdrWriter {
-public:
+  public:
     void u32(uint32_t v);
     void i32(int32_t v) { u32(static_cast<uint32_t>(v)); }
     void boolean(bool v) { u32(v ? 1 : 0); }
@@ -25,12 +25,12 @@ public:
     std::vector<uint8_t>& bytes() { return out_; }
     const std::vector<uint8_t>& bytes() const { return out_; }
 
-private:
+  private:
     std::vector<uint8_t> out_;
 };
 
 class XdrReader {
-public:
+  public:
     XdrReader(const uint8_t* data, size_t size) : p_(data), end_(data + size) {}
 
     uint32_t u32();
@@ -45,7 +45,7 @@ public:
     size_t remaining() const { return static_cast<size_t>(end_ - p_); }
     void fail() { ok_ = false; }
 
-private:
+  private:
     const uint8_t* p_;
     const uint8_t* end_;
     bool ok_ = true;

@@ -24,7 +24,8 @@ TEST(Discovery, ServicesBecomeResourceNames) {
         {"_scpi-raw._tcp", "10.0.0.2", false, 0, ""},
         {"_http._tcp", "10.0.0.2", false, 80, ""},
     };
-    for (const Case& c : cases) EXPECT_EQ(resourceForService(c.type, c.address, c.ipv6, c.port), c.name) << c.type;
+    for (const Case& c : cases)
+        EXPECT_EQ(resourceForService(c.type, c.address, c.ipv6, c.port), c.name) << c.type;
 }
 
 TEST(Discovery, EveryMethodReportsAndTheRoundKeepsItsWindow) {

@@ -43,9 +43,12 @@ TEST(Hislip, LanDeviceNamesGiveSubAddressAndPort) {
         const char* sub;
         uint16_t port;
     };
-    const Case cases[] = {{"hislip0", true, "hislip0", 4880}, {"HiSLIP3,4881", true, "HiSLIP3", 4881},
-                          {"inst0", false, "", 0},          {"hislip0,", false, "", 0},
-                          {"hislip0,70000", false, "", 0},  {"hislip0,12a", false, "", 0}};
+    const Case cases[] = {{"hislip0", true, "hislip0", 4880},
+                          {"HiSLIP3,4881", true, "HiSLIP3", 4881},
+                          {"inst0", false, "", 0},
+                          {"hislip0,", false, "", 0},
+                          {"hislip0,70000", false, "", 0},
+                          {"hislip0,12a", false, "", 0}};
     for (const Case& c : cases) {
         std::string sub;
         uint16_t port = 0;

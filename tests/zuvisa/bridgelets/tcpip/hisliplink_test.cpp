@@ -17,7 +17,8 @@ using namespace zuvisa::tcpip;
 
 ViStatus send(ViSession vi, const std::string& text) {
     ViUInt32 n = 0;
-    return viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()), static_cast<ViUInt32>(text.size()), &n);
+    return viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()),
+                   static_cast<ViUInt32>(text.size()), &n);
 }
 
 std::pair<ViStatus, std::string> receive(ViSession vi, ViUInt32 count) {
@@ -31,7 +32,7 @@ std::pair<ViStatus, std::string> receive(ViSession vi, ViUInt32 count) {
 const std::string kIdn = "ZU Instruments,LAN-1 (simulated),SIM0001,1.0\n";
 
 class HislipLink : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS); }
     void TearDown() override { viClose(rm); }
     ViSession open(const std::string& name) {
@@ -104,6 +105,20 @@ TEST_F(HislipLink, ModeAndMessageSizeAreNegotiated) {
     viClose(vi);
 }
 
+TEST_F(HislipLink, AnswersQueueInOverlappedModeAndStaleOnesGoInSynchronizedMode) {
+    ViSession vi = open(sim.hislipName());
+    // Synchronized: the second query's answer is the one read; the first one's is dropped.
+    ASSERT_EQ(send(vi, "VOLT?\n"), VI_SUCCESS);
+    ASSERT_EQ(send(vi, "*IDN?\n"), VI_SUCCESS);
+    EXPECT_EQ(receive(vi, 200).second, kIdn);
+    ASSERT_EQ(viSetAttribute(vi, VI_ATTR_TCPIP_HISLIP_OVERLAP_EN, VI_TRUE), VI_SUCCESS);
+    ASSERT_EQ(send(vi, "VOLT?\n"), VI_SUCCESS);
+    ASSERT_EQ(send(vi, "*IDN?\n"), VI_SUCCESS);
+    EXPECT_EQ(receive(vi, 200).second, "1.000\n");
+    EXPECT_EQ(receive(vi, 200).second, kIdn);
+    viClose(vi);
+}
+
 TEST_F(HislipLink, ServiceRequestsArriveOnTheAsyncChannel) {
     ViSession vi = open(sim.hislipName());
     ASSERT_EQ(viEnableEvent(vi, VI_EVENT_SERVICE_REQ, VI_QUEUE, VI_NULL), VI_SUCCESS);
@@ -145,7 +160,8 @@ TEST_F(HislipLink, ExclusiveAndSharedLocksAcrossClients) {
 
 using Bytes = std::vector<uint8_t>;
 
-Bytes message(uint8_t type, uint8_t control, uint32_t param, const std::string& payload, uint64_t length = UINT64_MAX) {
+Bytes message(uint8_t type, uint8_t control, uint32_t param, const std::string& payload,
+              uint64_t length = UINT64_MAX) {
     hislip::Header h{type, control, param, length == UINT64_MAX ? payload.size() : length};
     Bytes b(hislip::kHeaderSize);
     hislip::encodeHeader(h, b.data());
@@ -158,10 +174,13 @@ bool readMessage(int fd, hislip::Header* h) {
     if (recvExact(fd, head, sizeof head, IoControl::fromTimeout(3000, nullptr)) < 0) return false;
     if (!hislip::decodeHeader(head, h)) return false;
     std::string payload(h->length, '\0');
-    return recvExact(fd, payload.data(), payload.size(), IoControl::fromTimeout(3000, nullptr)) == VI_SUCCESS;
+    return recvExact(fd, payload.data(), payload.size(), IoControl::fromTimeout(3000, nullptr)) ==
+           VI_SUCCESS;
 }
 
-void sendBytes(int fd, const Bytes& b) { ::send(fd, b.data(), b.size(), MSG_NOSIGNAL); }
+void sendBytes(int fd, const Bytes& b) {
+    ::send(fd, b.data(), b.size(), MSG_NOSIGNAL);
+}
 
 // A HiSLIP server that initializes both channels properly, answers the size negotiation, and
 // then runs sync on the next synchronous message and async on the next asynchronous one.
@@ -178,7 +197,8 @@ struct FakeHislip {
               } else if (h.type == hislip::kAsyncInitialize) {
                   sendBytes(fd, message(hislip::kAsyncInitializeResponse, 0, 0x5A55, ""));
                   if (!readMessage(fd, &h)) return;
-                  sendBytes(fd, message(hislip::kAsyncMaximumMessageSizeResponse, 0, 0, std::string("\0\0\0\0\0\x10\0\0", 8)));
+                  sendBytes(fd, message(hislip::kAsyncMaximumMessageSizeResponse, 0, 0,
+                                        std::string("\0\0\0\0\0\x10\0\0", 8)));
                   if (readMessage(fd, &h) && async) async(fd);
               }
               staySilent(fd, server.stopping());
@@ -195,34 +215,45 @@ TEST(HislipFaults, BrokenServersEndInAStatusWithinTheTimeout) {
     };
     auto none = FakeHislip::Script();
     const Case cases[] = {
-        {"unknown sub-address", [](int fd) { sendBytes(fd, message(hislip::kFatalError, hislip::kFatalInvalidInit, 0, "no such")); },
+        {"unknown sub-address",
+         [](int fd) {
+             sendBytes(fd, message(hislip::kFatalError, hislip::kFatalInvalidInit, 0, "no such"));
+         },
          none, none, false, VI_ERROR_RSRC_NFOUND, VI_SUCCESS},
-        {"reply without prologue", [](int fd) { sendBytes(fd, Bytes(16, 'X')); }, none, none, false, VI_ERROR_RAW_RD_PROT_VIOL,
-         VI_SUCCESS},
-        {"initialize answer of a terabyte", [](int fd) { sendBytes(fd, message(hislip::kInitializeResponse, 0, 0, "", 1ull << 40)); },
+        {"reply without prologue", [](int fd) { sendBytes(fd, Bytes(16, 'X')); }, none, none, false,
+         VI_ERROR_RAW_RD_PROT_VIOL, VI_SUCCESS},
+        {"initialize answer of a terabyte",
+         [](int fd) { sendBytes(fd, message(hislip::kInitializeResponse, 0, 0, "", 1ull << 40)); },
          none, none, false, VI_ERROR_RAW_RD_PROT_VIOL, VI_SUCCESS},
-        {"data larger than we accept", none, [](int fd) { sendBytes(fd, message(hislip::kDataEnd, 0, 0, "", 1ull << 33)); }, none,
+        {"data larger than we accept", none,
+         [](int fd) { sendBytes(fd, message(hislip::kDataEnd, 0, 0, "", 1ull << 33)); }, none,
          false, VI_SUCCESS, VI_ERROR_RAW_RD_PROT_VIOL},
-        {"closes in the middle of a message", none, [](int fd) {
+        {"closes in the middle of a message", none,
+         [](int fd) {
              Bytes b = message(hislip::kDataEnd, 0, 0, "", 100);
              b.resize(b.size() + 10, 'x');
              sendBytes(fd, b);
              ::shutdown(fd, SHUT_RDWR);
-         }, none, false, VI_SUCCESS, VI_ERROR_CONN_LOST},
-        {"fatal error instead of data", none, [](int fd) { sendBytes(fd, message(hislip::kFatalError, 0, 0, "broken")); }, none,
-         false, VI_SUCCESS, VI_ERROR_CONN_LOST},
-        {"empty answer", none, [](int fd) { sendBytes(fd, message(hislip::kDataEnd, 0, 0xFFFFFF00, "")); }, none, false,
+         },
+         none, false, VI_SUCCESS, VI_ERROR_CONN_LOST},
+        {"fatal error instead of data", none,
+         [](int fd) { sendBytes(fd, message(hislip::kFatalError, 0, 0, "broken")); }, none, false,
+         VI_SUCCESS, VI_ERROR_CONN_LOST},
+        {"empty answer", none,
+         [](int fd) { sendBytes(fd, message(hislip::kDataEnd, 0, 0xFFFFFF00, "")); }, none, false,
          VI_SUCCESS, VI_SUCCESS},
         {"says nothing", none, [](int) {}, none, false, VI_SUCCESS, VI_ERROR_TMO},
         {"status query unanswered", none, none, [](int) {}, true, VI_SUCCESS, VI_ERROR_TMO},
-        {"async channel closes", none, none, [](int fd) { ::shutdown(fd, SHUT_RDWR); }, true, VI_SUCCESS, VI_ERROR_CONN_LOST},
+        {"async channel closes", none, none, [](int fd) { ::shutdown(fd, SHUT_RDWR); }, true,
+         VI_SUCCESS, VI_ERROR_CONN_LOST},
     };
     TempConfig config(lanConfig(111));
     for (const Case& c : cases) {
         FakeHislip fake(c.init, c.sync, c.async);
         ViSession rm = 0, vi = 0;
         ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS);
-        std::string name = "TCPIP0::127.0.0.1::hislip0," + std::to_string(fake.server.port()) + "::INSTR";
+        std::string name =
+            "TCPIP0::127.0.0.1::hislip0," + std::to_string(fake.server.port()) + "::INSTR";
         auto t0 = steady_clock::now();
         ViStatus st = viOpen(rm, name.c_str(), VI_NULL, 0, &vi);
         EXPECT_EQ(st, c.openStatus) << c.what;

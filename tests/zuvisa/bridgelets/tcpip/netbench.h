@@ -22,7 +22,7 @@ namespace zuvisa::testing {
 
 // zusimd's three front ends on the LAN test file.
 class Zusimd {
-public:
+  public:
     explicit Zusimd(zusimd::Options o = {}, const std::string& file = testData("data/lan.yaml")) {
         o.portmapper111 = false;
         std::vector<std::string> problems;
@@ -54,26 +54,27 @@ public:
     int portmapperPort() const {
         std::smatch m;
         for (const std::string& l : lines_) {
-            if (std::regex_search(l, m, std::regex("portmapper on [^:]+:([0-9]+)"))) return std::stoi(m[1]);
+            if (std::regex_search(l, m, std::regex("portmapper on [^:]+:([0-9]+)")))
+                return std::stoi(m[1]);
         }
         return 0;
     }
     const std::vector<std::string>& lines() const { return lines_; }
 
-private:
+  private:
     zusimd::Bench bench_;
     std::vector<std::unique_ptr<zusimd::Frontend>> frontends_;
     std::vector<std::string> lines_;
 };
 
 inline std::string lanConfig(int portmapperPort, const std::string& extra = std::string()) {
-    return "[Bridgelets]\nsim = False\ntcpip = True\n\n[tcpip]\nPortmapperPort = " + std::to_string(portmapperPort) +
-           "\nDiscover = False\nConnectTimeout = 1500\n" + extra;
+    return "[Bridgelets]\nsim = False\ntcpip = True\n\n[tcpip]\nPortmapperPort = " +
+           std::to_string(portmapperPort) + "\nDiscover = False\nConnectTimeout = 1500\n" + extra;
 }
 
 // A listening socket on a free loopback port whose connections run a scripted peer.
 class FakeServer {
-public:
+  public:
     using Script = std::function<void(int fd)>;
     explicit FakeServer(Script script, bool acceptAtOnce = true) : script_(std::move(script)) {
         std::string why;
@@ -103,7 +104,7 @@ public:
     uint16_t port() const { return port_; }
     const std::atomic<bool>& stopping() const { return stop_; }
 
-private:
+  private:
     Script script_;
     tcpip::Fd listener_;
     uint16_t port_ = 0;

@@ -71,7 +71,8 @@ TEST(Rpc, RecordsJoinFragmentsAndRefuseOversizeOnes) {
         int sv[2];
         ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sv), 0);
         // The first case's body is small: the limit is 100 bytes.
-        ASSERT_EQ(write(sv[0], c.stream.data(), c.stream.size()), static_cast<ssize_t>(c.stream.size()));
+        ASSERT_EQ(write(sv[0], c.stream.data(), c.stream.size()),
+                  static_cast<ssize_t>(c.stream.size()));
         close(sv[0]);
         std::vector<uint8_t> body;
         ViStatus st = readRecord(sv[1], 100, IoControl::fromTimeout(1000, nullptr), &body);

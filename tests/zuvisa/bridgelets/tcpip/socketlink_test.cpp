@@ -16,7 +16,7 @@ namespace {
 using namespace std::chrono;
 
 class SocketLink : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS); }
     void TearDown() override { viClose(rm); }
     ViSession open(const std::string& name) {
@@ -24,7 +24,9 @@ protected:
         EXPECT_EQ(viOpen(rm, name.c_str(), VI_NULL, 0, &vi), VI_SUCCESS) << name;
         return vi;
     }
-    static std::string local(uint16_t port) { return "TCPIP0::127.0.0.1::" + std::to_string(port) + "::SOCKET"; }
+    static std::string local(uint16_t port) {
+        return "TCPIP0::127.0.0.1::" + std::to_string(port) + "::SOCKET";
+    }
 
     Zusimd sim;
     TempConfig config{lanConfig(sim.portmapperPort())};
@@ -33,7 +35,8 @@ protected:
 
 ViStatus send(ViSession vi, const std::string& text) {
     ViUInt32 n = 0;
-    return viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()), static_cast<ViUInt32>(text.size()), &n);
+    return viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()),
+                   static_cast<ViUInt32>(text.size()), &n);
 }
 
 std::pair<ViStatus, std::string> receive(ViSession vi, ViUInt32 count) {
@@ -149,7 +152,8 @@ TEST_F(SocketLink, SuppressedEndWaitsForTheCount) {
         ViStatus status;
         const char* data;
     };
-    const Case cases[] = {{VI_FALSE, VI_SUCCESS, "12345"}, {VI_TRUE, VI_SUCCESS_MAX_CNT, "12345678"}};
+    const Case cases[] = {{VI_FALSE, VI_SUCCESS, "12345"},
+                          {VI_TRUE, VI_SUCCESS_MAX_CNT, "12345678"}};
     for (const Case& c : cases) {
         ViSession vi = open(local(peer.port()));
         ASSERT_EQ(viSetAttribute(vi, VI_ATTR_SUPPRESS_END_EN, c.suppress), VI_SUCCESS);
@@ -167,10 +171,12 @@ TEST_F(SocketLink, FaultsEndInAStatusWithinTheTimeout) {
         if (::recv(fd, &c, 1, 0) == 1) ::send(fd, "PART", 4, 0);
     });
     FakeServer silent([&](int fd) { staySilent(fd, silent.stopping()); });
-    FakeServer slowAccept([](int fd) {
-        char buf[64];
-        if (::recv(fd, buf, sizeof buf, 0) > 0) ::send(fd, "late\n", 5, 0);
-    }, false);
+    FakeServer slowAccept(
+        [](int fd) {
+            char buf[64];
+            if (::recv(fd, buf, sizeof buf, 0) > 0) ::send(fd, "late\n", 5, 0);
+        },
+        false);
     std::thread later([&] {
         std::this_thread::sleep_for(milliseconds(300));
         slowAccept.start();
@@ -182,7 +188,8 @@ TEST_F(SocketLink, FaultsEndInAStatusWithinTheTimeout) {
         const char* data;
     };
     const Case cases[] = {
-        {"peer closes in the middle of a message", closesMidMessage.port(), VI_ERROR_CONN_LOST, "PART"},
+        {"peer closes in the middle of a message", closesMidMessage.port(), VI_ERROR_CONN_LOST,
+         "PART"},
         {"peer says nothing", silent.port(), VI_ERROR_TMO, ""},
         {"peer accepts late but answers", slowAccept.port(), VI_SUCCESS_TERM_CHAR, "late\n"},
     };
@@ -258,17 +265,22 @@ TEST(NetworkNames, SimulatedOnlyWhenTheUsersFileNamesThem) {
     char dir[] = "/tmp/zuvisa-rule-XXXXXX";
     ASSERT_TRUE(mkdtemp(dir));
     std::string file = std::string(dir) + "/mine.yaml";
-    std::ofstream(file) << "spec: \"1.1\"\ndevices:\n  d:\n    eom:\n      TCPIP SOCKET: {q: \"\\n\", r: \"\\n\"}\n"
-                           "    dialogues:\n      - {q: \"hello\", r: \"simulated\"}\nresources:\n  "
-                        << name << ":\n    device: d\n";
+    std::ofstream(file)
+        << "spec: \"1.1\"\ndevices:\n  d:\n    eom:\n      TCPIP SOCKET: {q: \"\\n\", r: \"\\n\"}\n"
+           "    dialogues:\n      - {q: \"hello\", r: \"simulated\"}\nresources:\n  "
+        << name << ":\n    device: d\n";
     struct Case {
         const char* what;
         std::string config;
         std::string answer;
     };
     const Case cases[] = {
-        {"demo bench only", "[Bridgelets]\nsim = True\ntcpip = True\n[tcpip]\nDiscover = False\n", "hello\n"},
-        {"the user's file", "[Bridgelets]\nsim = True\ntcpip = True\n[tcpip]\nDiscover = False\n[Simulation]\nFile1 = \"" + file + "\"\n",
+        {"demo bench only", "[Bridgelets]\nsim = True\ntcpip = True\n[tcpip]\nDiscover = False\n",
+         "hello\n"},
+        {"the user's file",
+         "[Bridgelets]\nsim = True\ntcpip = True\n[tcpip]\nDiscover = False\n[Simulation]\nFile1 = "
+         "\"" +
+             file + "\"\n",
          "simulated\n"},
     };
     for (const Case& c : cases) {

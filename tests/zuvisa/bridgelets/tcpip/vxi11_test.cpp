@@ -10,14 +10,20 @@ TEST(Vxi11, DeviceErrorsMapToStatusesAndBack) {
         int32_t error;
         ViStatus status;
     };
-    const Case cases[] = {{kNoError, VI_SUCCESS},          {kIoTimeout, VI_ERROR_TMO},
-                          {kLocked, VI_ERROR_RSRC_LOCKED}, {kNoLock, VI_ERROR_SESN_NLOCKED},
-                          {kAborted, VI_ERROR_ABORT},      {kNotSupported, VI_ERROR_NSUP_OPER},
-                          {kInvalidLink, VI_ERROR_CONN_LOST}, {kNotAccessible, VI_ERROR_RSRC_NFOUND},
-                          {kIoError, VI_ERROR_IO},         {12345, VI_ERROR_IO}};
+    const Case cases[] = {{kNoError, VI_SUCCESS},
+                          {kIoTimeout, VI_ERROR_TMO},
+                          {kLocked, VI_ERROR_RSRC_LOCKED},
+                          {kNoLock, VI_ERROR_SESN_NLOCKED},
+                          {kAborted, VI_ERROR_ABORT},
+                          {kNotSupported, VI_ERROR_NSUP_OPER},
+                          {kInvalidLink, VI_ERROR_CONN_LOST},
+                          {kNotAccessible, VI_ERROR_RSRC_NFOUND},
+                          {kIoError, VI_ERROR_IO},
+                          {12345, VI_ERROR_IO}};
     for (const Case& c : cases) EXPECT_EQ(statusOf(c.error), c.status) << c.error;
     // What a server answers for its instrument's statuses comes back as the same status.
-    for (ViStatus st : {VI_ERROR_TMO, VI_ERROR_ABORT, VI_ERROR_RSRC_LOCKED, VI_ERROR_NSUP_OPER, VI_ERROR_IO}) {
+    for (ViStatus st :
+         {VI_ERROR_TMO, VI_ERROR_ABORT, VI_ERROR_RSRC_LOCKED, VI_ERROR_NSUP_OPER, VI_ERROR_IO}) {
         EXPECT_EQ(statusOf(errorOf(st)), st);
     }
     EXPECT_EQ(errorOf(VI_SUCCESS_TERM_CHAR), kNoError);

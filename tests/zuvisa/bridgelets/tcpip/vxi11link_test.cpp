@@ -18,7 +18,8 @@ using namespace zuvisa::tcpip;
 
 ViStatus send(ViSession vi, const std::string& text) {
     ViUInt32 n = 0;
-    return viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()), static_cast<ViUInt32>(text.size()), &n);
+    return viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()),
+                   static_cast<ViUInt32>(text.size()), &n);
 }
 
 std::pair<ViStatus, std::string> receive(ViSession vi, ViUInt32 count) {
@@ -32,7 +33,7 @@ std::pair<ViStatus, std::string> receive(ViSession vi, ViUInt32 count) {
 const std::string kIdn = "ZU Instruments,LAN-1 (simulated),SIM0001,1.0\n";
 
 class Vxi11Link : public ::testing::Test {
-protected:
+  protected:
     explicit Vxi11Link(zusimd::Options o = {}) : sim(o), config(lanConfig(sim.portmapperPort())) {}
     void SetUp() override { ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS); }
     void TearDown() override { viClose(rm); }
@@ -132,7 +133,7 @@ TEST_F(Vxi11Link, TerminateAbortsAReadOverTheAbortChannel) {
 }
 
 class Vxi11SmallWrites : public Vxi11Link {
-protected:
+  protected:
     static zusimd::Options small() {
         zusimd::Options o;
         o.vxi11MaxRecv = 16;
@@ -146,7 +147,9 @@ TEST_F(Vxi11SmallWrites, LongWritesGoInPiecesWithEndOnTheLast) {
     // Spaces around a command are ignored: END on an early piece would end it empty.
     std::string command = std::string(100, ' ') + "*IDN?\n";
     ViUInt32 n = 0;
-    ASSERT_EQ(viWrite(vi, reinterpret_cast<ViConstBuf>(command.data()), static_cast<ViUInt32>(command.size()), &n), VI_SUCCESS);
+    ASSERT_EQ(viWrite(vi, reinterpret_cast<ViConstBuf>(command.data()),
+                      static_cast<ViUInt32>(command.size()), &n),
+              VI_SUCCESS);
     EXPECT_EQ(n, command.size());
     EXPECT_EQ(receive(vi, 200).second, kIdn);
     viClose(vi);
@@ -157,7 +160,8 @@ TEST_F(Vxi11SmallWrites, LongWritesGoInPiecesWithEndOnTheLast) {
 // Reads one RPC call from fd.
 bool readCall(int fd, rpc::Call* call, std::vector<uint8_t>* args) {
     std::vector<uint8_t> record;
-    if (rpc::readRecord(fd, rpc::kMaxRecord, IoControl::fromTimeout(3000, nullptr), &record) < 0) return false;
+    if (rpc::readRecord(fd, rpc::kMaxRecord, IoControl::fromTimeout(3000, nullptr), &record) < 0)
+        return false;
     XdrReader r(record.data(), record.size());
     if (!rpc::decodeCall(r, call)) return false;
     args->assign(record.end() - static_cast<std::ptrdiff_t>(r.remaining()), record.end());
@@ -165,7 +169,8 @@ bool readCall(int fd, rpc::Call* call, std::vector<uint8_t>* args) {
 }
 
 void reply(int fd, uint32_t xid, const XdrWriter& results) {
-    rpc::writeRecord(fd, rpc::encodeReply(xid, rpc::kSuccess, results.bytes()), IoControl::fromTimeout(1000, nullptr));
+    rpc::writeRecord(fd, rpc::encodeReply(xid, rpc::kSuccess, results.bytes()),
+                     IoControl::fromTimeout(1000, nullptr));
 }
 
 // A portmapper that sends every client to port.
@@ -194,7 +199,8 @@ struct FakeCore {
                       XdrWriter w;
                       vxi11::encode(w, vxi11::CreateLinkResp{0, 1, 0, 1024});
                       reply(fd, c.xid, w);
-                  } else if (c.procedure == vxi11::kCreateIntrChan || c.procedure == vxi11::kDestroyLink) {
+                  } else if (c.procedure == vxi11::kCreateIntrChan ||
+                             c.procedure == vxi11::kDestroyLink) {
                       XdrWriter w;
                       w.i32(vxi11::kNotSupported);
                       reply(fd, c.xid, w);
@@ -208,7 +214,9 @@ struct FakeCore {
     FakeServer server;
 };
 
-void sendRaw(int fd, std::vector<uint8_t> bytes) { ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+void sendRaw(int fd, std::vector<uint8_t> bytes) {
+    ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+}
 
 TEST(Vxi11Faults, BrokenServersEndInAStatusWithinTheTimeout) {
     struct Case {
@@ -217,9 +225,15 @@ TEST(Vxi11Faults, BrokenServersEndInAStatusWithinTheTimeout) {
         ViStatus status;
     };
     const Case cases[] = {
-        {"garbage reply", [](int fd, const rpc::Call&) { sendRaw(fd, {0x80, 0, 0, 8, 1, 2, 3, 4, 5, 6, 7, 8}); },
+        {"garbage reply",
+         [](int fd, const rpc::Call&) {
+             sendRaw(fd, {0x80, 0, 0, 8, 1, 2, 3, 4, 5, 6, 7, 8});
+         },
          VI_ERROR_RAW_RD_PROT_VIOL},
-        {"record of 2 GiB announced", [](int fd, const rpc::Call&) { sendRaw(fd, {0xFF, 0xFF, 0xFF, 0xFF, 0, 0}); },
+        {"record of 2 GiB announced",
+         [](int fd, const rpc::Call&) {
+             sendRaw(fd, {0xFF, 0xFF, 0xFF, 0xFF, 0, 0});
+         },
          VI_ERROR_RAW_RD_PROT_VIOL},
         {"reply with more data than asked",
          [](int fd, const rpc::Call& c) {
@@ -236,11 +250,13 @@ TEST(Vxi11Faults, BrokenServersEndInAStatusWithinTheTimeout) {
          },
          VI_ERROR_CONN_LOST},
         {"says nothing", [](int, const rpc::Call&) {}, VI_ERROR_TMO},
-        {"device error", [](int fd, const rpc::Call& c) {
+        {"device error",
+         [](int fd, const rpc::Call& c) {
              XdrWriter w;
              vxi11::encode(w, vxi11::ReadResp{vxi11::kIoError, 0, {}});
              reply(fd, c.xid, w);
-         }, VI_ERROR_IO},
+         },
+         VI_ERROR_IO},
     };
     for (const Case& c : cases) {
         FakeCore core(c.script);
@@ -248,7 +264,8 @@ TEST(Vxi11Faults, BrokenServersEndInAStatusWithinTheTimeout) {
         TempConfig config(lanConfig(pm.server.port()));
         ViSession rm = 0, vi = 0;
         ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS);
-        ASSERT_EQ(viOpen(rm, "TCPIP0::127.0.0.1::inst0::INSTR", VI_NULL, 0, &vi), VI_SUCCESS) << c.what;
+        ASSERT_EQ(viOpen(rm, "TCPIP0::127.0.0.1::inst0::INSTR", VI_NULL, 0, &vi), VI_SUCCESS)
+            << c.what;
         ASSERT_EQ(viSetAttribute(vi, VI_ATTR_TMO_VALUE, 300), VI_SUCCESS);
         char buf[64];
         ViUInt32 n = 0;
@@ -273,16 +290,19 @@ TEST(Vxi11Faults, PortmapperProblemsFailTheOpen) {
         uint16_t port;
         ViStatus status;
     };
-    const Case cases[] = {{"no portmapper", closedPort, VI_ERROR_MACHINE_NAVAIL},
-                          {"portmapper answers nothing", silent.port(), VI_ERROR_TMO},
-                          {"no VXI-11 server registered", nobody.server.port(), VI_ERROR_RSRC_NFOUND}};
+    const Case cases[] = {
+        {"no portmapper", closedPort, VI_ERROR_MACHINE_NAVAIL},
+        {"portmapper answers nothing", silent.port(), VI_ERROR_TMO},
+        {"no VXI-11 server registered", nobody.server.port(), VI_ERROR_RSRC_NFOUND}};
     for (const Case& c : cases) {
         TempConfig config(lanConfig(c.port));
         ViSession rm = 0, vi = 0;
         ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS);
         auto t0 = steady_clock::now();
-        EXPECT_EQ(viOpen(rm, "TCPIP0::127.0.0.1::inst0::INSTR", VI_NULL, 0, &vi), c.status) << c.what;
-        EXPECT_LT(steady_clock::now() - t0, milliseconds(2500)) << c.what;  // ConnectTimeout is 1.5 s
+        EXPECT_EQ(viOpen(rm, "TCPIP0::127.0.0.1::inst0::INSTR", VI_NULL, 0, &vi), c.status)
+            << c.what;
+        EXPECT_LT(steady_clock::now() - t0, milliseconds(2500))
+            << c.what;  // ConnectTimeout is 1.5 s
         viClose(rm);
     }
 }

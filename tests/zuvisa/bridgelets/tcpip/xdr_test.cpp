@@ -10,7 +10,8 @@ TEST(Xdr, OpaqueDataIsPaddedAndRoundTrips) {
         std::string data;
         size_t encoded;
     };
-    const Case cases[] = {{"", 4}, {"a", 8}, {"abcd", 8}, {"abcde", 12}, {std::string(1000, 'x'), 1004}};
+    const Case cases[] = {
+        {"", 4}, {"a", 8}, {"abcd", 8}, {"abcde", 12}, {std::string(1000, 'x'), 1004}};
     for (const Case& c : cases) {
         XdrWriter w;
         w.string(c.data);
