@@ -102,6 +102,10 @@ public:
     void detach(PortListener* listener);
 
 private:
+    // Feeds the port marked input (breaks, bytes with line errors) that only a UART's driver
+    // makes, never a pseudo-terminal.
+    friend class SerialPortProbe;
+
     SerialPort(std::string device, int fd);
     void start();
     void readerLoop();
