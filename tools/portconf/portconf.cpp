@@ -109,7 +109,9 @@ int show(const std::string& given, std::string* out, std::string* err) {
     }
     if (!problem.empty()) *err += problem + "\n";
     *out += "bridgelets:\n";
-    for (const auto& b : c.bridgelets) *out += "  " + b.name + (b.enabled ? " (on)\n" : " (off)\n");
+    for (const auto& b : c.bridgelets) {
+        *out += "  " + b.name + (!b.enabled ? " (off)\n" : b.optional ? " (auto: where its library is)\n" : " (on)\n");
+    }
     if (!c.moduleDirectory.empty()) *out += "module directory: " + c.moduleDirectory + "\n";
     *out += "simulation files:\n";
     for (const auto& f : c.simulationFiles) *out += "  " + f + "\n";

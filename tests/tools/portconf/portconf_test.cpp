@@ -151,6 +151,11 @@ TEST(Portconf, ANewFileStartsFromTheBuiltInDefaults) {
     std::string state;
     for (const auto& b : c.bridgelets) state += b.name + (b.optional ? "=auto " : b.enabled ? "=on " : "=off ");
     EXPECT_EQ(state, "asrl=on usbtmc=off gpib=auto sim=on tcpip=on ");
+    setenv("ZUVISA_CONFIG", path.c_str(), 1);
+    out.clear();
+    ASSERT_EQ(run({"show"}, &out, &err), 0) << err;
+    unsetenv("ZUVISA_CONFIG");
+    EXPECT_NE(out.find("  gpib (auto"), std::string::npos) << out;
 }
 
 // A machine with one FTDI adapter, known by its by-id name.

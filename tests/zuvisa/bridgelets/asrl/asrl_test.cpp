@@ -122,6 +122,12 @@ TEST_F(Asrl, WritesEndAsEndOutSays) {
         EXPECT_EQ(n, c.sent.size());
         EXPECT_EQ(pty().receive(c.onWire.size()), c.onWire) << "end out " << c.endOut;
     }
+    // The break after a message lasts VI_ATTR_ASRL_BREAK_LEN before the write returns.
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_ASRL_BREAK_LEN, 300), VI_SUCCESS);
+    viSetAttribute(vi, VI_ATTR_ASRL_END_OUT, VI_ASRL_END_BREAK);
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(write(vi, "x"), VI_SUCCESS);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
     viClose(vi);
 }
 
