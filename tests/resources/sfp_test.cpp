@@ -98,18 +98,6 @@ TEST_F(SoftFrontPanels, NothingFound) {
     }
 }
 
-TEST_F(SoftFrontPanels, SearchResults) {
-    driver("linux", "dmm01", "dmm01.exe");
-    std::filesystem::create_directories(root + "/kbase");
-    EXPECT_EQ(searchSfp((root + "/kbase").c_str(), (root + "/linux").c_str()), VI_SUCCESS);
-    EXPECT_EQ(nSfps, 1);
-    EXPECT_EQ(searchSfp((root + "/kbase").c_str(), (root + "/glinux").c_str()), VI_ERROR_RSRC_NFOUND);
-    EXPECT_EQ(nSfps, 1) << "a second directory adds to the first";
-    EXPECT_STREQ(lpSfps[0].exePath, (root + "/linux/dmm01/dmm01.exe").c_str());
-    releaseSfps();
-    EXPECT_EQ(nSfps, 0);
-}
-
 TEST_F(SoftFrontPanels, LongLabelsEndInDots) {
     driver("linux", "dmm01", "dmm01.exe",
            "[Product Description] \"A product with a description far too long for a narrow list\"\n");
