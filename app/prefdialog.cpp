@@ -11,7 +11,6 @@
 
 namespace {
 
-std::string uirPath() { return std::string(programDirectory()) + "/talmik.uir"; }
 
 // A colour of the dialog: its hexadecimal value, and the button that shows it and opens the
 // palette.

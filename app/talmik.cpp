@@ -53,7 +53,6 @@ int splash = 0;
 const int kTabLabelHeight = 24;
 const int kTabPadding = 8;
 
-std::string uirPath() { return std::string(programDirectory()) + "/" + kUirFile; }
 
 void fatalMessage(const char* reason) {
     char text[256];
@@ -144,6 +143,8 @@ void shutdown() {
 }
 
 }  // namespace
+
+std::string uirPath() { return std::string(programDirectory()) + "/" + kUirFile; }
 
 short findOnStartFromCommandLine(int argc, char** argv) {
     return argc == 2 && std::strcmp(argv[1], "/nofind") == 0 ? 0 : 1;

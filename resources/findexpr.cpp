@@ -4,7 +4,6 @@
 #include <cstring>
 #include <string>
 
-#include "app/prefs.h"
 #include "app/talmik.h"
 #include "resources/search.h"
 #include "talmik_uir.h"
@@ -28,7 +27,6 @@ const char kTooLong[] =
 int builder = 0;
 std::string builtExpr;
 
-std::string uirPath() { return std::string(programDirectory()) + "/talmik.uir"; }
 
 struct InterfaceBox {
     int control;

@@ -11,6 +11,7 @@
 
 #include "app/talmik.h"
 #include "app/zutools.h"
+#include "toolslib/toolbox/text.h"
 #include "talmik_uir.h"
 #include "uiruntime/uiruntime.h"
 #include "zuvisa/visa.h"
@@ -25,13 +26,6 @@ const char kNoneFound[] = "<Soft Front Panels not found>";
 // The knowledge-base line that names the product, with the description in quotes.
 const char kProductHeader[] = "[Product Description]";
 const size_t kKbLineLength = 80;
-
-bool iequals(const char* a, const char* b) {
-    for (; *a && *b; ++a, ++b)
-        if (std::tolower(static_cast<unsigned char>(*a)) != std::tolower(static_cast<unsigned char>(*b)))
-            return false;
-    return *a == *b;
-}
 
 std::vector<std::string> listFiles(const std::string& pattern, bool directories) {
     std::vector<std::string> names;
@@ -103,7 +97,7 @@ ViStatus searchSfp(const char* kbDir, const char* frameworkDir) {
     std::vector<std::string> entries = listFiles(std::string(frameworkDir) + "/*", true);
     if (entries.empty()) return VI_ERROR_RSRC_NFOUND;
     for (const std::string& name : entries) {
-        if (name[0] == '.' || iequals(name.c_str(), "bin") || iequals(name.c_str(), "ZUvisa")) continue;
+        if (name[0] == '.' || StrICmp(name.c_str(), "bin") == 0 || StrICmp(name.c_str(), "ZUvisa") == 0) continue;
         // A name that does not fit its field could not be found again: it is no driver prefix.
         if (name.size() >= sizeof SfpRecord::dirName) continue;
         std::string program = findProgram(std::string(frameworkDir) + "/" + name, name.c_str());
