@@ -2,6 +2,7 @@
 // control, its symbolic name beside it, both red for an error and black otherwise.
 #pragma once
 
+#include "uiruntime/uiruntime.h"
 #include "zuvisa/visatype.h"
 
 void showStatus(int panel, int statusCtrl, int nameCtrl, ViStatus status);
@@ -15,3 +16,13 @@ int controlByName(int panel, const char* constantName);
 // The callback of an operation that this build does not offer yet: a commit shows
 // VI_ERROR_NSUP_OPER in the panel's status. Returns 0.
 int operationNotOffered(int panel, int event);
+
+// Runs a call that may block with the panel dimmed and drawn so, as a busy panel should look.
+template <typename Call>
+ViStatus withPanelDimmed(int panel, Call call) {
+    SetPanelAttribute(panel, ATTR_DIMMED, 1);
+    ProcessDrawEvents();
+    ViStatus status = call();
+    SetPanelAttribute(panel, ATTR_DIMMED, 0);
+    return status;
+}
