@@ -43,11 +43,15 @@ void forgetWaiting(SessionRecord* r) {
     records.erase(std::remove(records.begin(), records.end(), r), records.end());
 }
 
+bool nothingHolds(const SessionRecord* r) {
+    return r->completionsPosted.load() == 0 && r->callsWaiting == 0;
+}
+
 }  // namespace
 
 void releaseClosedRecord(SessionRecord* r) {
     r->closed = true;
-    if (r->completionsPosted.load() == 0) {
+    if (nothingHolds(r)) {
         delete r;
         return;
     }
@@ -55,6 +59,18 @@ void releaseClosedRecord(SessionRecord* r) {
         waitingRecords().push_back(r);
     } catch (...) {
         // Not remembered: the record stays until its completion runs, or is lost at exit.
+    }
+}
+
+void holdRecordForCall(SessionRecord* r) {
+    ++r->callsWaiting;
+}
+
+void releaseRecordAfterCall(SessionRecord* r) {
+    --r->callsWaiting;
+    if (r->closed && nothingHolds(r)) {
+        forgetWaiting(r);
+        delete r;
     }
 }
 
@@ -74,7 +90,7 @@ void ioDeferredCall(void* data) {
     int stillPosted = r->completionsPosted.fetch_sub(1) - 1;
     if (r->closed) {
         // The window went while this was on its way; the last completion frees the record.
-        if (stillPosted == 0) {
+        if (stillPosted == 0 && r->callsWaiting == 0) {
             forgetWaiting(r);
             delete r;
         }

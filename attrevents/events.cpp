@@ -6,6 +6,7 @@
 #include "attrevents/eventlist.h"
 #include "attrevents/eventtext.h"
 #include "attrevents/handler.h"
+#include "attrevents/longcall.h"
 #include "app/talmik.h"
 #include "controls/help.h"
 #include "session/opstatus.h"
@@ -172,8 +173,15 @@ int ExecuteWaitOnEvent(int panel, int, int event, void* callbackData, int, int) 
     ClearListCtrl(panel, WAITONEVENT_INFO);
     ViEventType type = 0;
     ViEvent context = VI_NULL;
-    auto wait = [&] { return viWaitOnEvent(r->session, id, timeout, &type, &context); };
-    const ViStatus status = timeout != 0 ? withPanelDimmed(panel, wait) : wait();
+    const ViSession vi = r->session;
+    auto wait = [&] { return viWaitOnEvent(vi, id, timeout, &type, &context); };
+    bool closed = false;
+    const ViStatus status =
+        timeout != 0 ? callKeepingWindowsUsable(r, panel, wait, &closed) : wait();
+    if (closed) {
+        // The window went while waiting; its session took any event context with it.
+        return 0;
+    }
     SetCtrlAttribute(panel, WAITONEVENT_INFO, ATTR_DIMMED, status < VI_SUCCESS);
     if (status >= VI_SUCCESS) {
         EventValues values;

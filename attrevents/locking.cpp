@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "attrevents/longcall.h"
 #include "session/escaped.h"
 #include "session/opstatus.h"
 #include "session/sessionrecord.h"
@@ -59,8 +60,12 @@ int ExecuteLock(int panel, int, int event, void* callbackData, int, int) {
     GetCtrlVal(panel, LOCK_SHARED, &shared);
     const ViAccessMode type = shared ? VI_SHARED_LOCK : VI_EXCLUSIVE_LOCK;
     char returned[256] = "";
-    auto lock = [&] { return viLock(r->session, type, timeout, requested, returned); };
-    const ViStatus status = timeout != 0 ? withPanelDimmed(panel, lock) : lock();
+    const ViSession vi = r->session;
+    auto lock = [&] { return viLock(vi, type, timeout, requested, returned); };
+    bool closed = false;
+    const ViStatus status =
+        timeout != 0 ? callKeepingWindowsUsable(r, panel, lock, &closed) : lock();
+    if (closed) return 0;
     returned[sizeof returned - 1] = '\0';
     // The key of the last shared lock stays until an unlock releases every lock.
     if (returned[0] != '\0') std::memcpy(r->accessKey, returned, sizeof r->accessKey);

@@ -45,4 +45,7 @@ struct SessionRecord {
     // Completions posted to the GUI thread and not yet run; the record outlives them.
     std::atomic<int> completionsPosted;
     bool closed;  // the window is gone; only the posted completions still hold the record
+    // Calls of its panels that keep the windows usable while they wait (GUI thread only); the
+    // record outlives them too.
+    int callsWaiting;
 };

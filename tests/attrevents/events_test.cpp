@@ -198,6 +198,12 @@ const Raise kRaises[] = {
      [](ViSession vi) { viAssertUtilSignal(vi, VI_UTIL_ASSERT_SYSRESET); }},
     {"VXI0::0::BACKPLANE", VI_EVENT_VXI_VME_SYSFAIL,
      [](ViSession vi) { viAssertUtilSignal(vi, VI_UTIL_ASSERT_SYSFAIL); }},
+    // The power supply's commands end in CR LF.
+    {"ASRL1::INSTR", VI_EVENT_ASRL_RI, [](ViSession vi) { writeText(vi, "TEST:TRIP\r\n"); }},
+    {"ASRL1::INSTR", VI_EVENT_ASRL_BREAK, [](ViSession vi) { writeText(vi, "TEST:TRIP\r\n"); }},
+    {"ASRL1::INSTR", VI_EVENT_ASRL_DCD, [](ViSession vi) { writeText(vi, "TEST:CARRIER\r\n"); }},
+    {"ASRL1::INSTR", VI_EVENT_ASRL_CHAR, [](ViSession vi) { writeText(vi, "*IDN?\r\n"); }},
+    {"ASRL1::INSTR", VI_EVENT_ASRL_TERMCHAR, [](ViSession vi) { writeText(vi, "*IDN?\r\n"); }},
     {"PXI0::12::INSTR", VI_EVENT_PXI_INTR, [](ViSession vi) { viOut32(vi, VI_PXI_BAR0_SPACE, 0x40, 1); }},
 };
 
@@ -272,6 +278,106 @@ TEST_F(Events, WindowsCloseWhileTheirHandlersFillTheSheet) {
         UiTest_RunDeferredCalls();
     }
     EXPECT_EQ(numWindows, 0);
+}
+
+}  // namespace
+
+namespace {
+
+// Work that a test does from inside a waiting panel's event loop, as a user would meanwhile.
+std::function<void()> duringTheWait;
+void runDuringTheWait(void*) {
+    duringTheWait();
+}
+
+class LongWaits : public Events {
+  protected:
+    void whileWaiting(std::function<void()> step) {
+        duringTheWait = std::move(step);
+        ASSERT_EQ(PostDeferredCallToThread(runDuringTheWait, nullptr, initThreadID), 0);
+    }
+};
+
+TEST_F(LongWaits, AnInfiniteWaitLeavesTheOtherWindowsUsable) {
+    Window a = openWindow("GPIB0::22::INSTR");
+    Window b = openWindow("GPIB0::7::INSTR");
+    const int getB = childPanel(b.panel, "viGetAttribute");
+    EXPECT_EQ(enable(a, VI_EVENT_SERVICE_REQ, ENABLEEVENT_QUEUE), "VI_SUCCESS");
+    int dimmedMeanwhile = -1;
+    whileWaiting([&] {
+        dimmedMeanwhile = 0;
+        GetPanelAttribute(a.wait, ATTR_DIMMED, &dimmedMeanwhile);
+        UiTest_Commit(getB, GETATTRIB_EXECUTE);
+        writeText(a.record->session, "TEST:SRQ\n");
+    });
+    EXPECT_EQ(wait(a, VI_EVENT_SERVICE_REQ, VI_TMO_INFINITE), "VI_SUCCESS");
+    EXPECT_EQ(dimmedMeanwhile, 1);
+    EXPECT_EQ(UiTest_DisplayedText(getB, GETATTRIB_STATUSNAME), "VI_SUCCESS");
+    std::vector<std::string> info = items(a.wait, WAITONEVENT_INFO);
+    ASSERT_GE(info.size(), 2u);
+    EXPECT_EQ(info[1], "  VI_EVENT_SERVICE_REQ");
+    int dimmed = -1;
+    GetPanelAttribute(a.wait, ATTR_DIMMED, &dimmed);
+    EXPECT_EQ(dimmed, 0);
+}
+
+TEST_F(LongWaits, ClosingTheWindowEndsItsWaitAndItsLock) {
+    Window a = openWindow("GPIB0::22::INSTR");
+    EXPECT_EQ(enable(a, VI_EVENT_SERVICE_REQ, ENABLEEVENT_QUEUE), "VI_SUCCESS");
+    whileWaiting([&] { DiscardPanel(a.panel); });
+    UiTest_SetValue(a.wait, WAITONEVENT_TIMEOUT, ViUInt32{VI_TMO_INFINITE});
+    UiTest_Commit(a.wait, WAITONEVENT_EXECUTE);
+    EXPECT_EQ(numWindows, 0);
+
+    // A lock that waits for another window's lock, closed the same way.
+    Window holder = openWindow("GPIB0::22::INSTR");
+    Window waiter = openWindow("GPIB0::22::INSTR");
+    const int lockHolder = childPanel(holder.panel, "viLock");
+    const int lockWaiter = childPanel(waiter.panel, "viLock");
+    UiTest_Commit(lockHolder, LOCK_EXECUTE);
+    EXPECT_EQ(UiTest_DisplayedText(lockHolder, LOCK_STATUSNAME), "VI_SUCCESS");
+    whileWaiting([&] { DiscardPanel(waiter.panel); });
+    UiTest_SetValue(lockWaiter, LOCK_TIMEOUT, ViUInt32{VI_TMO_INFINITE});
+    UiTest_Commit(lockWaiter, LOCK_EXECUTE);
+    EXPECT_EQ(numWindows, 1);
+}
+
+}  // namespace
+
+namespace {
+
+// An asynchronous write completes its panel through either mechanism.
+TEST_F(Events, AnAsynchronousWriteCompletesThroughTheHandlerOrTheQueue) {
+    Window w = openWindow("GPIB0::22::INSTR");
+    const int write = w.record->writePanel;
+    auto startWrite = [&] {
+        UiTest_SetValue(write, WRITE_ASYNC, 1);
+        UiTest_SetValue(write, WRITE_TEXT, "*IDN?\\n");
+        UiTest_Commit(write, WRITE_EXECUTE);
+        EXPECT_NE(w.record->jobId, 0u);
+    };
+    EXPECT_EQ(enable(w, VI_EVENT_IO_COMPLETION, ENABLEEVENT_HANDLER), "VI_SUCCESS");
+    startWrite();
+    EXPECT_TRUE(sheetShows(w, "VI_ATTR_EVENT_TYPE:  VI_EVENT_IO_COMPLETION"));
+    EXPECT_TRUE(sheetShows(w, "  VI_ATTR_RET_COUNT: 6"));
+    EXPECT_EQ(w.record->jobId, 0u);
+    EXPECT_EQ(UiTest_DisplayedText(write, WRITE_RETCOUNT), "6");
+
+    UiTest_Commit(w.disable, DISABLEEVENT_HANDLER);
+    chooseEvent(w.disable, DISABLEEVENT_EVENT, DISABLEEVENT_EVENTID, VI_EVENT_IO_COMPLETION);
+    UiTest_Commit(w.disable, DISABLEEVENT_EXECUTE);
+    EXPECT_EQ(UiTest_DisplayedText(w.disable, DISABLEEVENT_STATUSNAME), "VI_SUCCESS");
+    EXPECT_EQ(enable(w, VI_EVENT_IO_COMPLETION, ENABLEEVENT_QUEUE), "VI_SUCCESS");
+    UiTest_SetValue(write, WRITE_RETCOUNT, 0u);
+    startWrite();
+    EXPECT_EQ(wait(w, VI_EVENT_IO_COMPLETION, 5000), "VI_SUCCESS");
+    std::vector<std::string> info = items(w.wait, WAITONEVENT_INFO);
+    ASSERT_EQ(info.size(), 8u);
+    EXPECT_EQ(info[4], "VI_ATTR_RET_COUNT:");
+    EXPECT_EQ(info[5], "  6");
+    EXPECT_EQ(UiTest_RunDeferredCalls(), 1);  // the completion the wait posted
+    EXPECT_EQ(w.record->jobId, 0u);
+    EXPECT_EQ(UiTest_DisplayedText(write, WRITE_RETCOUNT), "6");
 }
 
 }  // namespace
