@@ -159,3 +159,39 @@ TEST_F(AttrBrowser, SetWritesReadsBackAndShowsRefusals) {
 }
 
 }  // namespace
+
+#include "app/contexthelp.h"
+#include "app/talmik.h"
+
+namespace {
+
+// The help menu of the attribute and event rings opens the reference at the chosen row's VI
+// name; with no viewer to be had, the message names it.
+TEST_F(AttrBrowser, RightClicksOpenTheChosenAttributesAndEventsHelp) {
+    GetTalmikPathNames(&pszAppName, &pszHelpName);
+    installHelpHost();
+    setenv("TALMIK_HELP_VIEWER", dir.file("no-such-viewer").c_str(), 1);
+    writeFile(dir.file("ZU-visa.hlp"), "collection");
+    const int wait = childPanel(window, "viWaitOnEvent");
+    UiTest_SetValue(get, GETATTRIB_ATTRIBUTE, ViUInt32{VI_ATTR_RSRC_NAME});
+    UiTest_SetValue(set, SETATTRIB_ATTRIBUTE, ViUInt32{VI_ATTR_TMO_VALUE});
+    UiTest_SetValue(wait, WAITONEVENT_EVENT, ViUInt32{VI_EVENT_SERVICE_REQ});
+    UiTest_AnswerPopupMenu("__Attribute Help");
+    UiTest_RightClick(get, GETATTRIB_ATTRIBUTE, 5, 5);
+    UiTest_AnswerPopupMenu("__Attribute Help");
+    UiTest_RightClick(set, SETATTRIB_ATTRIBUTE, 5, 5);
+    UiTest_AnswerPopupMenu("__Event Help");
+    UiTest_RightClick(wait, WAITONEVENT_EVENT, 5, 5);
+    std::vector<std::string> keywords;
+    for (const UiTestPopup& p : UiTest_Popups()) {
+        if (p.kind != UITEST_MESSAGE) continue;
+        size_t open = p.text.find('"'), close = p.text.find('"', open + 1);
+        if (open != std::string::npos && close != std::string::npos)
+            keywords.push_back(p.text.substr(open + 1, close - open - 1));
+    }
+    EXPECT_EQ(keywords, (std::vector<std::string>{"VI_ATTR_RSRC_NAME", "VI_ATTR_TMO_VALUE",
+                                                  "VI_EVENT_SERVICE_REQ"}));
+    unsetenv("TALMIK_HELP_VIEWER");
+}
+
+}  // namespace
