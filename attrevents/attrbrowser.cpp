@@ -74,15 +74,6 @@ ViAttr chosenAttribute(int panel, int ring, int idField) {
     return id;
 }
 
-// The ring picked "<Other>..." (value 0): the number field opens for typing; any other choice
-// shows its id there, dimmed.
-void followRing(int panel, int ring, int idField) {
-    ViUInt32 id = 0;
-    GetCtrlVal(panel, ring, &id);
-    if (id != 0) SetCtrlVal(panel, idField, id);
-    SetCtrlAttribute(panel, idField, ATTR_DIMMED, id != 0);
-}
-
 void showNumericAs(int panel, int control, ViUInt32 typeFlags) {
     SetCtrlAttribute(panel, control, ATTR_DATA_TYPE, attrDataType(typeFlags));
     SetCtrlAttribute(panel, control, ATTR_FORMAT,
@@ -149,12 +140,12 @@ void setupAttributePanels(SessionRecord* r, int getPanel, int setPanel, ViUInt32
     if (getPanel > 0) {
         fillAttrRing(getPanel, GETATTRIB_ATTRIBUTE, kindMask, r->nameStyle, false);
         InsertListItem(getPanel, GETATTRIB_ATTRIBUTE, -1, ATTR_RING_OTHER, ViUInt32{0});
-        followRing(getPanel, GETATTRIB_ATTRIBUTE, GETATTRIB_ATTRID);
+        followRingIntoField(getPanel, GETATTRIB_ATTRIBUTE, GETATTRIB_ATTRID);
     }
     if (setPanel > 0) {
         fillAttrRing(setPanel, SETATTRIB_ATTRIBUTE, kindMask, r->nameStyle, true);
         InsertListItem(setPanel, SETATTRIB_ATTRIBUTE, -1, ATTR_RING_OTHER, ViUInt32{0});
-        followRing(setPanel, SETATTRIB_ATTRIBUTE, SETATTRIB_ATTRID);
+        followRingIntoField(setPanel, SETATTRIB_ATTRIBUTE, SETATTRIB_ATTRID);
         if (const AttrListEntry* row = findAttrRow(
                 chosenAttribute(setPanel, SETATTRIB_ATTRIBUTE, SETATTRIB_ATTRID)))
             adaptSetPanel(setPanel, r->session, *row);
@@ -206,7 +197,7 @@ int ExecuteGetAttrribute(int panel, int, int event, void* callbackData, int, int
 int AttributeCallback(int panel, int control, int event, void* callbackData, int eventData1,
                       int eventData2) {
     if (event == EVENT_COMMIT) {
-        followRing(panel, control, GETATTRIB_ATTRID);
+        followRingIntoField(panel, control, GETATTRIB_ATTRID);
     } else if (event == EVENT_RIGHT_CLICK) {
         attributeHelp(panel, control, callbackData, eventData2, eventData1);
         return 1;
@@ -219,7 +210,7 @@ int SetAttributeChange(int panel, int control, int event, void* callbackData, in
     if (event == EVENT_RIGHT_CLICK)
         return AttributeCallback(panel, control, event, callbackData, eventData1, eventData2);
     if (event != EVENT_COMMIT) return 0;
-    followRing(panel, control, SETATTRIB_ATTRID);
+    followRingIntoField(panel, control, SETATTRIB_ATTRID);
     if (const AttrListEntry* row =
             findAttrRow(chosenAttribute(panel, SETATTRIB_ATTRIBUTE, SETATTRIB_ATTRID)))
         adaptSetPanel(panel, recordOf(callbackData)->session, *row);

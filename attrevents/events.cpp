@@ -58,18 +58,10 @@ void chooseMechanism(int panel, const EventControls& c, int chosen, int event) {
     for (int toggle : {c.queue, c.handler, c.suspend}) SetCtrlVal(panel, toggle, toggle == chosen);
 }
 
-// A named event shows its number, dimmed; "<Other>..." (0) opens the field for any number.
-void followEventRing(int panel, int ring, int idField) {
-    ViUInt32 id = 0;
-    GetCtrlVal(panel, ring, &id);
-    if (id != 0) SetCtrlVal(panel, idField, id);
-    SetCtrlAttribute(panel, idField, ATTR_DIMMED, id != 0);
-}
-
 int eventRingCallback(int panel, int control, int idField, int event, void* data, int eventData1,
                       int eventData2) {
     if (event == EVENT_COMMIT) {
-        followEventRing(panel, control, idField);
+        followRingIntoField(panel, control, idField);
     } else if (event == EVENT_RIGHT_CLICK) {
         int whatsThis = helpLoaded && Help_MessageFromUI(panel, control) != nullptr;
         return ContextSensitiveHelpExt(panel, control, whatsThis, 0, 1, 0, 1, data, eventData2,
@@ -102,7 +94,7 @@ void fillRing(SessionRecord* r, int panel, int ring, int idField, ViUInt32 kindM
               bool withAllEnabled) {
     if (panel <= 0) return;
     fillEventRing(panel, ring, kindMask, r->nameStyle, withAllEnabled);
-    followEventRing(panel, ring, idField);
+    followRingIntoField(panel, ring, idField);
 }
 
 void showWaitItems(int panel, const std::vector<std::string>& items) {
@@ -151,14 +143,14 @@ int ExecuteEnableEvent(int panel, int, int event, void* callbackData, int, int) 
 }
 
 int ExecuteDisableEvent(int panel, int, int event, void* callbackData, int, int) {
-    const ViSession vi = callbackData ? recordOf(callbackData)->session : VI_NULL;
+    const ViSession vi = recordOf(callbackData)->session;
     return executeWithMechanism(panel, event, kDisable, [vi](ViEventType id, ViUInt16 mechanism) {
         return viDisableEvent(vi, id, mechanism);
     });
 }
 
 int ExecuteDiscardEvents(int panel, int, int event, void* callbackData, int, int) {
-    const ViSession vi = callbackData ? recordOf(callbackData)->session : VI_NULL;
+    const ViSession vi = recordOf(callbackData)->session;
     return executeWithMechanism(panel, event, kDiscard, [vi](ViEventType id, ViUInt16 mechanism) {
         return viDiscardEvents(vi, id, mechanism);
     });

@@ -17,6 +17,11 @@ int controlByName(int panel, const char* constantName);
 // VI_ERROR_NSUP_OPER in the panel's status. Returns 0.
 int operationNotOffered(int panel, int event);
 
+// A ring whose last item "<Other>..." (value 0) stands for a number typed into a field beside
+// it: a named item shows its value in the field, dimmed; "<Other>..." opens the field and
+// keeps the number it held.
+void followRingIntoField(int panel, int ring, int field);
+
 // Runs a call that may block with the panel dimmed and drawn so, as a busy panel should look.
 template <typename Call>
 ViStatus withPanelDimmed(int panel, Call call) {
