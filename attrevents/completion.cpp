@@ -1,6 +1,7 @@
 #include "attrevents/completion.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "app/registry.h"
 #include "session/escaped.h"
@@ -31,7 +32,52 @@ void finishWrite(const SessionRecord* r, ViStatus status) {
     setWriteBusy(panel, false);
 }
 
+// Closed records that wait for completions already posted. GUI thread only.
+std::vector<SessionRecord*>& waitingRecords() {
+    static std::vector<SessionRecord*> records;
+    return records;
+}
+
+void forgetWaiting(SessionRecord* r) {
+    auto& records = waitingRecords();
+    records.erase(std::remove(records.begin(), records.end(), r), records.end());
+}
+
+bool nothingHolds(const SessionRecord* r) {
+    return r->completionsPosted.load() == 0 && r->callsWaiting == 0;
+}
+
 }  // namespace
+
+void releaseClosedRecord(SessionRecord* r) {
+    r->closed = true;
+    if (nothingHolds(r)) {
+        delete r;
+        return;
+    }
+    try {
+        waitingRecords().push_back(r);
+    } catch (...) {
+        // Not remembered: the record stays until its completion runs, or is lost at exit.
+    }
+}
+
+void holdRecordForCall(SessionRecord* r) {
+    ++r->callsWaiting;
+}
+
+void releaseRecordAfterCall(SessionRecord* r) {
+    --r->callsWaiting;
+    if (r->closed && nothingHolds(r)) {
+        forgetWaiting(r);
+        delete r;
+    }
+}
+
+void releaseOrphanedRecords() {
+    for (SessionRecord* r : waitingRecords()) delete r;
+    waitingRecords().clear();
+}
 
 void postCompletion(SessionRecord* r) {
     r->completionsPosted.fetch_add(1);
@@ -44,7 +90,10 @@ void ioDeferredCall(void* data) {
     int stillPosted = r->completionsPosted.fetch_sub(1) - 1;
     if (r->closed) {
         // The window went while this was on its way; the last completion frees the record.
-        if (stillPosted == 0) delete r;
+        if (stillPosted == 0 && r->callsWaiting == 0) {
+            forgetWaiting(r);
+            delete r;
+        }
         return;
     }
     // The completion belongs to the window's one pending job, whichever panel started it.

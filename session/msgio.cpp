@@ -42,16 +42,6 @@ void showJobInProgress(int panel, int message, ViJobId jobId) {
     showMessage(panel, message, text);
 }
 
-// Runs a call that may block with the panel dimmed and drawn so, as a busy panel should look.
-template <typename Call>
-ViStatus withPanelDimmed(int panel, Call call) {
-    SetPanelAttribute(panel, ATTR_DIMMED, 1);
-    ProcessDrawEvents();
-    ViStatus status = call();
-    SetPanelAttribute(panel, ATTR_DIMMED, 0);
-    return status;
-}
-
 // The text of a string control, whatever its length.
 std::string controlText(int panel, int control) {
     int length = 0;
