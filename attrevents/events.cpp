@@ -143,6 +143,7 @@ int ExecuteEnableEvent(int panel, int, int event, void* callbackData, int, int) 
 }
 
 int ExecuteDisableEvent(int panel, int, int event, void* callbackData, int, int) {
+    if (event != EVENT_COMMIT) return 0;  // a discard comes without a session record
     const ViSession vi = recordOf(callbackData)->session;
     return executeWithMechanism(panel, event, kDisable, [vi](ViEventType id, ViUInt16 mechanism) {
         return viDisableEvent(vi, id, mechanism);
@@ -150,6 +151,7 @@ int ExecuteDisableEvent(int panel, int, int event, void* callbackData, int, int)
 }
 
 int ExecuteDiscardEvents(int panel, int, int event, void* callbackData, int, int) {
+    if (event != EVENT_COMMIT) return 0;  // a discard comes without a session record
     const ViSession vi = recordOf(callbackData)->session;
     return executeWithMechanism(panel, event, kDiscard, [vi](ViEventType id, ViUInt16 mechanism) {
         return viDiscardEvents(vi, id, mechanism);

@@ -198,7 +198,7 @@ TEST_F(HelpFile, CompiledFromSourcesByMkhlp) {
     ASSERT_NE(mkhlp, nullptr);
     write("a.txt",
           "@# panel texts\n\n@MAIN\n\nThe main window.\n\n  Indented second paragraph.\n\n\n"
-          "@MAIN_REFRESH\n@@ marks are kept\n");
+          "@MAIN_REFRESH\n@@ marks are kept\n@viRead_STATUS\n@viWrite_STATUS  \nShared text.\n");
     write("b.txt", "@ABOUT   \nAbout box.\r\n");
     std::string out = dir.file("ZUtalmik.hlp");
     std::string cmd =
@@ -208,7 +208,11 @@ TEST_F(HelpFile, CompiledFromSourcesByMkhlp) {
     EXPECT_STREQ(Help_MessageFromTag("MAIN"), "The main window.\n\n  Indented second paragraph.");
     EXPECT_STREQ(Help_MessageFromTag("MAIN_REFRESH"), "@ marks are kept");
     EXPECT_STREQ(Help_MessageFromTag("ABOUT"), "About box.");
+    EXPECT_STREQ(Help_MessageFromTag("viRead_STATUS"), "Shared text.");
+    EXPECT_STREQ(Help_MessageFromTag("viWrite_STATUS"), "Shared text.");
     Help_Close();
+    // Tags that share a text store it once.
+    EXPECT_EQ(readFile(out).find("Shared text."), readFile(out).rfind("Shared text."));
 
     const struct {
         const char* name;

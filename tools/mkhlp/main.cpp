@@ -1,7 +1,8 @@
 // mkhlp: compiles plain-text help sources into the binary context-help file.
 //
 // Source format, line by line:
-//   @TAG         starts the text of TAG (a panel constant, or PANEL_CONTROL)
+//   @TAG         starts the text of TAG (a panel constant, or PANEL_CONTROL); @TAG lines that
+//                follow one another share the text after the last of them, stored once
 //   @@text       a text line that begins with "@text"
 //   @# comment   ignored
 //   other lines  the text of the current tag; blank lines at its start and end are dropped
@@ -21,7 +22,7 @@
 namespace {
 
 struct Entry {
-    std::string tag;
+    std::vector<std::string> tags;
     std::string text;
     std::string origin;  // file:line of the tag, for messages
 };
@@ -43,8 +44,11 @@ bool readSource(const std::string& path, std::vector<Entry>* entries,
     std::string line;
     int lineNumber = 0;
     Entry* current = nullptr;
+    bool afterTag = false;
     while (std::getline(in, line)) {
         ++lineNumber;
+        bool wasAfterTag = afterTag;
+        afterTag = false;
         if (!line.empty() && line.back() == '\r') line.pop_back();
         std::string where = path + ":" + std::to_string(lineNumber);
         if (line.rfind("@#", 0) == 0) continue;
@@ -58,8 +62,13 @@ bool readSource(const std::string& path, std::vector<Entry>* entries,
             auto [it, fresh] = seen->emplace(tag, where);
             if (!fresh)
                 return fail(where + ": tag " + tag + " was already defined at " + it->second);
+            afterTag = true;
+            if (wasAfterTag) {
+                current->tags.push_back(tag);
+                continue;
+            }
             if (current) trimBlankLines(&current->text);
-            entries->push_back({tag, "", where});
+            entries->push_back({{tag}, "", where});
             current = &entries->back();
             continue;
         }
@@ -70,7 +79,8 @@ bool readSource(const std::string& path, std::vector<Entry>* entries,
         }
         current->text += line + "\n";
         if (current->text.size() > helpfile::kMaxTextLength)
-            return fail(current->origin + ": the text of " + current->tag + " is too long");
+            return fail(current->origin + ": the text of " + current->tags.front() +
+                        " is too long");
     }
     if (current) trimBlankLines(&current->text);
     return true;
@@ -80,27 +90,36 @@ void putLE32(std::string* out, uint32_t v) {
     for (int i = 0; i < 4; ++i) out->push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
 }
 
+size_t countTags(const std::vector<Entry>& entries) {
+    size_t n = 0;
+    for (const Entry& e : entries) n += e.tags.size();
+    return n;
+}
+
 std::string buildImage(const std::vector<Entry>& entries, uint32_t buckets) {
     std::string tagBlock;
-    for (const Entry& e : entries) {
-        tagBlock.push_back(static_cast<char>(e.tag.size()));
-        tagBlock += e.tag;
-    }
+    for (const Entry& e : entries)
+        for (const std::string& tag : e.tags) {
+            tagBlock.push_back(static_cast<char>(tag.size()));
+            tagBlock += tag;
+        }
     tagBlock.push_back('\0');
-    uint32_t n = static_cast<uint32_t>(entries.size());
+    uint32_t n = static_cast<uint32_t>(countTags(entries));
     std::string image(helpfile::kMagic, 4);
     putLE32(&image, n);
     putLE32(&image, static_cast<uint32_t>(tagBlock.size()));
     putLE32(&image, buckets);
     image.append(helpfile::kHeaderSize - image.size(), '\0');
     image += tagBlock;
-    uint32_t textStart = static_cast<uint32_t>(image.size() + 8 * entries.size());
-    uint32_t offset = textStart;
+    // Tags that share a text point at the same bytes.
+    uint32_t offset = static_cast<uint32_t>(image.size() + 8 * size_t{n});
     for (const Entry& e : entries) {
-        putLE32(&image, offset);
+        for (size_t i = 0; i < e.tags.size(); ++i) putLE32(&image, offset);
         offset += static_cast<uint32_t>(e.text.size());
     }
-    for (const Entry& e : entries) putLE32(&image, static_cast<uint32_t>(e.text.size()));
+    for (const Entry& e : entries)
+        for (size_t i = 0; i < e.tags.size(); ++i)
+            putLE32(&image, static_cast<uint32_t>(e.text.size()));
     for (const Entry& e : entries) image += e.text;
     return image;
 }
@@ -155,9 +174,9 @@ int main(int argc, char** argv) {
     std::map<std::string, std::string> seen;
     for (const std::string& source : sources)
         if (!readSource(source, &entries, &seen)) return 1;
-    if (entries.size() > helpfile::kMaxTags) return fail("too many tags"), 1;
+    size_t tags = countTags(entries);
+    if (tags > helpfile::kMaxTags) return fail("too many tags"), 1;
     // An odd count of buckets near the count of tags keeps chains short.
-    uint32_t h =
-        buckets ? static_cast<uint32_t>(buckets) : static_cast<uint32_t>(entries.size() | 1);
+    uint32_t h = buckets ? static_cast<uint32_t>(buckets) : static_cast<uint32_t>(tags | 1);
     return writeReplacing(output, buildImage(entries, h)) ? 0 : 1;
 }
