@@ -5,6 +5,7 @@
 #include <string>
 #include <thread>
 
+#include "controls/sheets.h"
 #include "uiruntime/uiruntime.h"
 
 namespace {
@@ -25,6 +26,12 @@ const char kOperationHelp[] = "__Operation Help";
 
 // The tag of a place: the panel's constant name, and for a control "_" and the control's.
 bool placeOf(int panel, int control, std::string* place) {
+    // Tabs are made at run time without names: a tab tells what its sheet shows.
+    if (control != 0)
+        if (int sheet = SheetTabSheetPanel(panel, control)) {
+            panel = sheet;
+            control = 0;
+        }
     char name[256] = "";
     if (GetPanelAttribute(panel, ATTR_CONSTANT_NAME, name, sizeof name) < 0) return false;
     *place = name;

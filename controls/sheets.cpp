@@ -508,6 +508,17 @@ int SheetGroupCurTabColor(int panel, int group, int color) {
     return 0;
 }
 
+int SheetTabSheetPanel(int panel, int control) {
+    CtrlCallbackPtr callback = nullptr;
+    void* data = nullptr;
+    if (GetCtrlAttribute(panel, control, ATTR_CALLBACK_FUNCTION_POINTER, &callback) < 0 ||
+        callback != SheetTabCallback ||
+        GetCtrlAttribute(panel, control, ATTR_CALLBACK_DATA, &data) < 0 || !data)
+        return 0;
+    const Sheet* s = static_cast<const Sheet*>(data);
+    return s->tag == kSheetTag && ownsChildPanel(s) ? s->sheetPanel : 0;
+}
+
 int SheetTabCallback(int panel, int, int event, void* callbackData, int, int) {
     Sheet* clicked = static_cast<Sheet*>(callbackData);
     if (event != EVENT_LEFT_CLICK || !clicked || clicked->tag != kSheetTag) return 0;

@@ -44,6 +44,9 @@ int SheetGroupCurTabColor(int panel, int group, int color);
 // more) and padding pixels wider on each side of the title, centred.
 int SheetGroupSetTabSize(int panel, int group, int minLabelHeight, int padding);
 int SheetGroupNumSheets(int panel, int group);
+// The child panel that a tab (its label or its box) shows; 0 when the control is no tab or its
+// sheet is a list of controls.
+int SheetTabSheetPanel(int panel, int control);
 
 int SheetTabCallback(int panel, int control, int event, void* callbackData, int eventData1,
                      int eventData2);
