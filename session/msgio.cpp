@@ -30,18 +30,6 @@ void setBusy(int panel, bool busy, std::initializer_list<int> inputs, int execut
     SetCtrlAttribute(panel, message, ATTR_VISIBLE, busy ? 1 : 0);
 }
 
-void showMessage(int panel, int message, const char* text) {
-    SetCtrlVal(panel, message, text);
-    SetCtrlAttribute(panel, message, ATTR_VISIBLE, 1);
-}
-
-void showJobInProgress(int panel, int message, ViJobId jobId) {
-    char text[64];
-    std::snprintf(text, sizeof text, "Asynchronous job 0x%08lX in progress...",
-                  static_cast<unsigned long>(jobId));
-    showMessage(panel, message, text);
-}
-
 // Runs a call that may block with the panel dimmed and drawn so, as a busy panel should look.
 template <typename Call>
 ViStatus withPanelDimmed(int panel, Call call) {
@@ -114,6 +102,18 @@ void fileTransfer(int panel, int fileCtrl, int countCtrl, int retCountCtrl, int 
 }
 
 }  // namespace
+
+void showMessage(int panel, int message, const char* text) {
+    SetCtrlVal(panel, message, text);
+    SetCtrlAttribute(panel, message, ATTR_VISIBLE, 1);
+}
+
+void showJobInProgress(int panel, int message, ViJobId jobId) {
+    char text[64];
+    std::snprintf(text, sizeof text, "Asynchronous job 0x%08lX in progress...",
+                  static_cast<unsigned long>(jobId));
+    showMessage(panel, message, text);
+}
 
 void setReadBusy(int panel, bool busy) {
     setBusy(panel, busy, {READ_COUNT, READ_ASYNC, READ_DATA, READ_RETCOUNT, READ_STATUS},

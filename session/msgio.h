@@ -2,6 +2,13 @@
 // To File, Set Buffer and Flush. Their callbacks are bound by name from the panel resource.
 #pragma once
 
+#include "zuvisa/visa.h"
+
+// Shows a panel's message line with a text.
+void showMessage(int panel, int message, const char* text);
+// Shows "Asynchronous job 0x%08lX in progress..." on a panel's message line.
+void showJobInProgress(int panel, int message, ViJobId jobId);
+
 // The look of the Read and Write panels while an asynchronous job of theirs is in progress:
 // inputs and results dimmed, Abort in place of Execute, the progress message shown. Idle undoes
 // all of it.

@@ -41,6 +41,8 @@ struct SessionRecord {
     int eventHandlerPanel;  // 0 in the descriptive name style
     // Further state.
     ViUInt32 kindMask;  // the resource kind of the session, one bit or all
+    // The window Map Address mapped (size 0: none); Peek and Poke stay inside it.
+    ViUInt64 mapBase, mapSize;
     // Completions posted to the GUI thread and not yet run; the record outlives them.
     std::atomic<int> completionsPosted;
     bool closed;  // the window is gone; only the posted completions still hold the record
