@@ -248,6 +248,7 @@ TEST_F(RegisterIo, PeekAndPokeReachOnlyTheMappedWindow) {
     commit(map, MAPADDRESS_EXECUTE);
     ASSERT_EQ(shown(map, MAPADDRESS_STATUS, MAPADDRESS_STATUSNAME).name, "VI_SUCCESS");
     const ViUInt32 base = number(map, MAPADDRESS_ADDRESS);
+    EXPECT_EQ(record->mapBase, base) << "the simulated window lies where a 32-bit field shows it";
     for (int panel : {peek, poke}) {
         EXPECT_EQ(intAttribute(panel, PEEK_EXECUTE, ATTR_DIMMED), 0);
         EXPECT_EQ(intAttribute(panel, PEEK_HINT, ATTR_VISIBLE), 0);
