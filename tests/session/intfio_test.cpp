@@ -127,17 +127,6 @@ TEST_F(InterfaceIo, GpibLinesAndControllership) {
     EXPECT_TRUE(shown(pass, PASSCTRL_STATUS, PASSCTRL_STATUSNAME).red);
 }
 
-// An instrument's REN panel addresses its device, which the board's command log shows.
-TEST_F(InterfaceIo, InstrumentRenAddressesItsDevice) {
-    int window = 0;
-    openWindow("GPIB0::5::INSTR", &window);
-    const int ren = childPanel(window, "viGpibControlREN");
-    ASSERT_GT(ren, 0);
-    run(ren, {{GPIBREN_MODE, ViUInt16{VI_GPIB_REN_ASSERT_ADDRESS}}});
-    EXPECT_EQ(statusName(ren), "VI_SUCCESS");
-    EXPECT_EQ(commandLog(observer("GPIB0::INTFC")), "3F 40 25");
-}
-
 // A servant's response reaches its commander as the word-serial response of its query.
 TEST_F(InterfaceIo, ServantResponseReachesTheCommandersQuery) {
     int servantWindow = 0, commanderWindow = 0;

@@ -413,22 +413,4 @@ TEST_F(AsyncRegisterIo, MovesCompleteIntoTheirPanels) {
     EXPECT_EQ(number(moveIn, MOVEIN_VALUE), 0x0102u);
 }
 
-TEST_F(AsyncRegisterIo, MoveCompletesAndAFailedStartUndoesItsLook) {
-    openAsync("VXI0::MEMACC");
-    set(move, MOVE_ASYNC, 1);
-    set(move, MOVE_SRCSPACE, kA24);
-    set(move, MOVE_DESTSPACE, kA24);
-    set(move, MOVE_COUNT, ViUInt32{0xFFFFFFFF});
-    commit(move, MOVE_EXECUTE);
-    if (record->jobId != 0) {
-        ASSERT_TRUE(awaitCompletion());  // refused by the job, not the start
-    }
-    EXPECT_FALSE(busy(move, MOVE_EXECUTE, MOVE_ABORT));
-    EXPECT_EQ(intAttribute(move, MOVE_COUNT, ATTR_DIMMED), 0);
-    EXPECT_EQ(intAttribute(move, MOVE_MESSAGE, ATTR_VISIBLE), 0);
-    EXPECT_TRUE(shown(move, MOVE_STATUS, MOVE_STATUSNAME).red);
-    EXPECT_EQ(record->jobId, 0u);
-    EXPECT_EQ(record->asyncKind, ASYNC_NONE);
-}
-
 }  // namespace
