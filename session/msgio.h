@@ -2,7 +2,14 @@
 // To File, Set Buffer and Flush. Their callbacks are bound by name from the panel resource.
 #pragma once
 
+#include <initializer_list>
+
 #include "zuvisa/visa.h"
+
+// The look of a panel while an asynchronous job of its own runs: its inputs dimmed, Abort in
+// place of Execute, its message line (0: none) shown. Idle undoes it.
+void setAsyncBusyLook(int panel, bool busy, std::initializer_list<int> inputs, int execute, int abort,
+             int message);
 
 // Shows a panel's message line with a text.
 void showMessage(int panel, int message, const char* text);

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <tuple>
 
 #include "session/msgio.h"
@@ -98,18 +97,6 @@ ViUInt64 growBuffer(ViByte** buffer, ViUInt32 oldSize, ViUInt64 needed) {
     std::memset(grown + oldSize, 0, static_cast<size_t>(size - oldSize));
     *buffer = grown;
     return size;
-}
-
-void setDimmed(int panel, std::initializer_list<int> controls, bool dimmed) {
-    for (int control : controls) SetCtrlAttribute(panel, control, ATTR_DIMMED, dimmed ? 1 : 0);
-}
-
-void setBusy(int panel, bool busy, std::initializer_list<int> inputs, int execute, int abort,
-             int message) {
-    setDimmed(panel, inputs, busy);
-    SetCtrlAttribute(panel, execute, ATTR_VISIBLE, busy ? 0 : 1);
-    SetCtrlAttribute(panel, abort, ATTR_VISIBLE, busy ? 1 : 0);
-    if (message > 0) SetCtrlAttribute(panel, message, ATTR_VISIBLE, busy ? 1 : 0);
 }
 
 // The asynchronous start shared by the three moves: the window's one job slot, the busy look
@@ -219,7 +206,7 @@ ViAddr windowAddress(const SessionRecord* r, int panel, int addressCtrl, int hin
 }  // namespace
 
 void setMoveInBusy(int panel, bool busy) {
-    setBusy(panel, busy,
+    setAsyncBusyLook(panel, busy,
             {MOVEIN_ASYNC, MOVEIN_SPACE, MOVEIN_OFFSET, MOVEIN_VALUE, MOVEIN_COUNT, MOVEIN_WIDTH8,
              MOVEIN_WIDTH16, MOVEIN_WIDTH32, MOVEIN_STATUS},
             MOVEIN_EXECUTE, MOVEIN_ABORT, MOVEIN_MESSAGE);
@@ -227,14 +214,14 @@ void setMoveInBusy(int panel, bool busy) {
 
 void setMoveOutBusy(int panel, bool busy) {
     // Move Out shows no progress message.
-    setBusy(panel, busy,
+    setAsyncBusyLook(panel, busy,
             {MOVEOUT_ASYNC, MOVEOUT_SPACE, MOVEOUT_OFFSET, MOVEOUT_VALUE, MOVEOUT_COUNT,
              MOVEOUT_WIDTH8, MOVEOUT_WIDTH16, MOVEOUT_WIDTH32, MOVEOUT_STATUS},
             MOVEOUT_EXECUTE, MOVEOUT_ABORT, 0);
 }
 
 void setMoveBusy(int panel, bool busy) {
-    setBusy(panel, busy,
+    setAsyncBusyLook(panel, busy,
             {MOVE_ASYNC, MOVE_SRCSPACE, MOVE_SRCOFFSET, MOVE_DESTSPACE, MOVE_DESTOFFSET, MOVE_COUNT,
              MOVE_WIDTH8, MOVE_WIDTH16, MOVE_WIDTH32, MOVE_STATUS},
             MOVE_EXECUTE, MOVE_ABORT, MOVE_MESSAGE);
