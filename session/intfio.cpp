@@ -16,7 +16,9 @@ namespace {
 
 const ViUInt32 kMinimumBuffer = 1024;
 
-SessionRecord* recordOf(void* callbackData) { return static_cast<SessionRecord*>(callbackData); }
+SessionRecord* recordOf(void* callbackData) {
+    return static_cast<SessionRecord*>(callbackData);
+}
 
 template <typename T>
 T valueOf(int panel, int control) {
@@ -43,17 +45,17 @@ char* commandBuffer(SessionRecord* r, ViUInt32 length) {
 
 int ExecuteControlREN(int panel, int, int event, void* callbackData, int, int) {
     if (event != EVENT_COMMIT) return 0;
-    showStatus(panel, GPIBREN_STATUS, GPIBREN_STATUSNAME,
-               viGpibControlREN(recordOf(callbackData)->session,
-                                valueOf<ViUInt16>(panel, GPIBREN_MODE)));
+    showStatus(
+        panel, GPIBREN_STATUS, GPIBREN_STATUSNAME,
+        viGpibControlREN(recordOf(callbackData)->session, valueOf<ViUInt16>(panel, GPIBREN_MODE)));
     return 0;
 }
 
 int ExecuteControlATN(int panel, int, int event, void* callbackData, int, int) {
     if (event != EVENT_COMMIT) return 0;
-    showStatus(panel, GPIBATN_STATUS, GPIBATN_STATUSNAME,
-               viGpibControlATN(recordOf(callbackData)->session,
-                                valueOf<ViUInt16>(panel, GPIBATN_MODE)));
+    showStatus(
+        panel, GPIBATN_STATUS, GPIBATN_STATUSNAME,
+        viGpibControlATN(recordOf(callbackData)->session, valueOf<ViUInt16>(panel, GPIBATN_MODE)));
     return 0;
 }
 
@@ -106,9 +108,9 @@ int ExecutePassControl(int panel, int, int event, void* callbackData, int, int) 
 int ExecuteCommandQuery(int panel, int, int event, void* callbackData, int, int) {
     if (event != EVENT_COMMIT) return 0;
     ViUInt32 response = 0;
-    ViStatus status = viVxiCommandQuery(recordOf(callbackData)->session,
-                                        valueOf<ViUInt16>(panel, CMDQUERY_MODE),
-                                        valueOf<ViUInt32>(panel, CMDQUERY_COMMAND), &response);
+    ViStatus status =
+        viVxiCommandQuery(recordOf(callbackData)->session, valueOf<ViUInt16>(panel, CMDQUERY_MODE),
+                          valueOf<ViUInt32>(panel, CMDQUERY_COMMAND), &response);
     SetCtrlVal(panel, CMDQUERY_RESPONSE, status < VI_SUCCESS ? ViUInt32{0} : response);
     showStatus(panel, CMDQUERY_STATUS, CMDQUERY_STATUSNAME, status);
     return 0;
@@ -125,20 +127,20 @@ int ExecuteServResp(int panel, int, int event, void* callbackData, int, int) {
 
 int ExecuteMapTrigger(int panel, int, int event, void* callbackData, int, int) {
     if (event != EVENT_COMMIT) return 0;
-    showStatus(panel, MAPTRIGGER_STATUS, MAPTRIGGER_STATUSNAME,
-               viMapTrigger(recordOf(callbackData)->session,
-                            valueOf<ViInt16>(panel, MAPTRIGGER_SOURCE),
-                            valueOf<ViInt16>(panel, MAPTRIGGER_DESTINATION),
-                            valueOf<ViUInt16>(panel, MAPTRIGGER_MODE)));
+    showStatus(
+        panel, MAPTRIGGER_STATUS, MAPTRIGGER_STATUSNAME,
+        viMapTrigger(recordOf(callbackData)->session, valueOf<ViInt16>(panel, MAPTRIGGER_SOURCE),
+                     valueOf<ViInt16>(panel, MAPTRIGGER_DESTINATION),
+                     valueOf<ViUInt16>(panel, MAPTRIGGER_MODE)));
     return 0;
 }
 
 int ExecuteUnmapTrigger(int panel, int, int event, void* callbackData, int, int) {
     if (event != EVENT_COMMIT) return 0;
-    showStatus(panel, UNMAPTRIG_STATUS, UNMAPTRIG_STATUSNAME,
-               viUnmapTrigger(recordOf(callbackData)->session,
-                              valueOf<ViInt16>(panel, UNMAPTRIG_SOURCE),
-                              valueOf<ViInt16>(panel, UNMAPTRIG_DESTINATION)));
+    showStatus(
+        panel, UNMAPTRIG_STATUS, UNMAPTRIG_STATUSNAME,
+        viUnmapTrigger(recordOf(callbackData)->session, valueOf<ViInt16>(panel, UNMAPTRIG_SOURCE),
+                       valueOf<ViInt16>(panel, UNMAPTRIG_DESTINATION)));
     return 0;
 }
 

@@ -95,8 +95,8 @@ void fileTransfer(int panel, int fileCtrl, int countCtrl, int retCountCtrl, int 
 
 }  // namespace
 
-void setAsyncBusyLook(int panel, bool busy, std::initializer_list<int> inputs, int execute, int abort,
-             int message) {
+void setAsyncBusyLook(int panel, bool busy, std::initializer_list<int> inputs, int execute,
+                      int abort, int message) {
     for (int control : inputs) SetCtrlAttribute(panel, control, ATTR_DIMMED, busy ? 1 : 0);
     SetCtrlAttribute(panel, execute, ATTR_VISIBLE, busy ? 0 : 1);
     SetCtrlAttribute(panel, abort, ATTR_VISIBLE, busy ? 1 : 0);
@@ -117,12 +117,12 @@ void showJobInProgress(int panel, int message, ViJobId jobId) {
 
 void setReadBusy(int panel, bool busy) {
     setAsyncBusyLook(panel, busy, {READ_COUNT, READ_ASYNC, READ_DATA, READ_RETCOUNT, READ_STATUS},
-            READ_EXECUTE, READ_ABORT, READ_MESSAGE);
+                     READ_EXECUTE, READ_ABORT, READ_MESSAGE);
 }
 
 void setWriteBusy(int panel, bool busy) {
-    setAsyncBusyLook(panel, busy, {WRITE_ASYNC, WRITE_TEXT, WRITE_RETCOUNT, WRITE_STATUS}, WRITE_EXECUTE,
-            WRITE_ABORT, WRITE_MESSAGE);
+    setAsyncBusyLook(panel, busy, {WRITE_ASYNC, WRITE_TEXT, WRITE_RETCOUNT, WRITE_STATUS},
+                     WRITE_EXECUTE, WRITE_ABORT, WRITE_MESSAGE);
 }
 
 int ExecuteWrite(int panel, int, int event, void* callbackData, int, int) {

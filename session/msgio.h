@@ -8,8 +8,8 @@
 
 // The look of a panel while an asynchronous job of its own runs: its inputs dimmed, Abort in
 // place of Execute, its message line (0: none) shown. Idle undoes it.
-void setAsyncBusyLook(int panel, bool busy, std::initializer_list<int> inputs, int execute, int abort,
-             int message);
+void setAsyncBusyLook(int panel, bool busy, std::initializer_list<int> inputs, int execute,
+                      int abort, int message);
 
 // Shows a panel's message line with a text.
 void showMessage(int panel, int message, const char* text);

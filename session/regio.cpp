@@ -19,7 +19,9 @@ const ViUInt64 kMinimumBuffer = 1024;
 // The hint of Peek and Poke as the panel resource has it.
 const char kNothingMapped[] = "Nothing is mapped: use Map Address first.";
 
-SessionRecord* recordOf(void* callbackData) { return static_cast<SessionRecord*>(callbackData); }
+SessionRecord* recordOf(void* callbackData) {
+    return static_cast<SessionRecord*>(callbackData);
+}
 
 // The width of a group of three buttons: 8 if its button is on, else 16 if its button is on,
 // else 32.
@@ -53,7 +55,8 @@ ViUInt32 elementAt(const ViByte* buffer, ViUInt64 size, ViUInt64 index, int widt
     if (!buffer || index >= size / bytes) return 0;
     const ViByte* at = buffer + index * bytes;
     switch (widthBits) {
-        case 8: return *at;
+        case 8:
+            return *at;
         case 16: {
             ViUInt16 v;
             std::memcpy(&v, at, sizeof v);
@@ -72,9 +75,15 @@ void storeElement(ViByte* buffer, ViUInt64 index, int widthBits, ViUInt32 value)
     const ViUInt8 v8 = static_cast<ViUInt8>(value);
     const ViUInt16 v16 = static_cast<ViUInt16>(value);
     switch (widthBits) {
-        case 8: std::memcpy(at, &v8, 1); break;
-        case 16: std::memcpy(at, &v16, 2); break;
-        default: std::memcpy(at, &value, 4); break;
+        case 8:
+            std::memcpy(at, &v8, 1);
+            break;
+        case 16:
+            std::memcpy(at, &v16, 2);
+            break;
+        default:
+            std::memcpy(at, &value, 4);
+            break;
     }
 }
 
@@ -85,7 +94,9 @@ void showValue(int panel, int control, int widthBits, ViUInt32 value) {
 
 // A pending job reads from or writes into the buffer its kind names; nothing may move that
 // buffer until the job completes.
-bool jobUses(const SessionRecord* r, int kind) { return r->jobId != 0 && r->asyncKind == kind; }
+bool jobUses(const SessionRecord* r, int kind) {
+    return r->jobId != 0 && r->asyncKind == kind;
+}
 
 // Grows a buffer to hold needed bytes (at least kMinimumBuffer), zeroing what is new. Returns
 // the allocated size, or 0 when it cannot grow (the buffer then stays as it was).
@@ -148,20 +159,25 @@ void moveOutWidth(int panel, SessionRecord* r, int widthBits) {
         return;
     }
     // The bytes stay as they are, read at the new width.
-    SetCtrlVal(panel, MOVEOUT_VALUE,
-               elementAt(r->moveOutBuffer, r->moveOutSize, readNumber(panel, MOVEOUT_INDEX),
-                         widthBits));
+    SetCtrlVal(
+        panel, MOVEOUT_VALUE,
+        elementAt(r->moveOutBuffer, r->moveOutSize, readNumber(panel, MOVEOUT_INDEX), widthBits));
 }
 
 void pokeWidth(int panel, int control) {
     pressRadio(panel, POKE_WIDTH8, control);
-    setValueWidth(panel, POKE_VALUE, control == POKE_WIDTH8 ? 8 : control == POKE_WIDTH16 ? 16 : 32);
+    setValueWidth(panel, POKE_VALUE,
+                  control == POKE_WIDTH8    ? 8
+                  : control == POKE_WIDTH16 ? 16
+                                            : 32);
 }
 
 void outWidth(int panel, int control) {
     pressRadio(panel, REGOUT_WIDTH8, control);
     setValueWidth(panel, REGOUT_VALUE,
-                  control == REGOUT_WIDTH8 ? 8 : control == REGOUT_WIDTH16 ? 16 : 32);
+                  control == REGOUT_WIDTH8    ? 8
+                  : control == REGOUT_WIDTH16 ? 16
+                                              : 32);
 }
 
 // Peek and Poke are usable only while a window is mapped; the hint says why they are not.
@@ -207,24 +223,24 @@ ViAddr windowAddress(const SessionRecord* r, int panel, int addressCtrl, int hin
 
 void setMoveInBusy(int panel, bool busy) {
     setAsyncBusyLook(panel, busy,
-            {MOVEIN_ASYNC, MOVEIN_SPACE, MOVEIN_OFFSET, MOVEIN_VALUE, MOVEIN_COUNT, MOVEIN_WIDTH8,
-             MOVEIN_WIDTH16, MOVEIN_WIDTH32, MOVEIN_STATUS},
-            MOVEIN_EXECUTE, MOVEIN_ABORT, MOVEIN_MESSAGE);
+                     {MOVEIN_ASYNC, MOVEIN_SPACE, MOVEIN_OFFSET, MOVEIN_VALUE, MOVEIN_COUNT,
+                      MOVEIN_WIDTH8, MOVEIN_WIDTH16, MOVEIN_WIDTH32, MOVEIN_STATUS},
+                     MOVEIN_EXECUTE, MOVEIN_ABORT, MOVEIN_MESSAGE);
 }
 
 void setMoveOutBusy(int panel, bool busy) {
     // Move Out shows no progress message.
     setAsyncBusyLook(panel, busy,
-            {MOVEOUT_ASYNC, MOVEOUT_SPACE, MOVEOUT_OFFSET, MOVEOUT_VALUE, MOVEOUT_COUNT,
-             MOVEOUT_WIDTH8, MOVEOUT_WIDTH16, MOVEOUT_WIDTH32, MOVEOUT_STATUS},
-            MOVEOUT_EXECUTE, MOVEOUT_ABORT, 0);
+                     {MOVEOUT_ASYNC, MOVEOUT_SPACE, MOVEOUT_OFFSET, MOVEOUT_VALUE, MOVEOUT_COUNT,
+                      MOVEOUT_WIDTH8, MOVEOUT_WIDTH16, MOVEOUT_WIDTH32, MOVEOUT_STATUS},
+                     MOVEOUT_EXECUTE, MOVEOUT_ABORT, 0);
 }
 
 void setMoveBusy(int panel, bool busy) {
     setAsyncBusyLook(panel, busy,
-            {MOVE_ASYNC, MOVE_SRCSPACE, MOVE_SRCOFFSET, MOVE_DESTSPACE, MOVE_DESTOFFSET, MOVE_COUNT,
-             MOVE_WIDTH8, MOVE_WIDTH16, MOVE_WIDTH32, MOVE_STATUS},
-            MOVE_EXECUTE, MOVE_ABORT, MOVE_MESSAGE);
+                     {MOVE_ASYNC, MOVE_SRCSPACE, MOVE_SRCOFFSET, MOVE_DESTSPACE, MOVE_DESTOFFSET,
+                      MOVE_COUNT, MOVE_WIDTH8, MOVE_WIDTH16, MOVE_WIDTH32, MOVE_STATUS},
+                     MOVE_EXECUTE, MOVE_ABORT, MOVE_MESSAGE);
 }
 
 void setValueWidth(int panel, int control, int widthBits) {
@@ -378,8 +394,8 @@ int ExecuteMoveIn(int panel, int, int event, void* callbackData, int, int) {
         const ViBusAddress local = reinterpret_cast<uintptr_t>(r->moveInBuffer);
         startMoveAsync(r, panel, ASYNC_MOVE_IN, setMoveInBusy, MOVEIN_STATUS, MOVEIN_STATUSNAME,
                        MOVEIN_MESSAGE, MOVEIN_INDEX, [&](ViJobId* job) {
-                           return viMoveAsync(r->session, space, offset, width / 8,
-                                              VI_LOCAL_SPACE, local, width / 8, count, job);
+                           return viMoveAsync(r->session, space, offset, width / 8, VI_LOCAL_SPACE,
+                                              local, width / 8, count, job);
                        });
         return 0;
     }
@@ -426,8 +442,8 @@ int ExecuteMoveOut(int panel, int, int event, void* callbackData, int, int) {
     }
     if (async) {
         const ViBusAddress local = reinterpret_cast<uintptr_t>(r->moveOutBuffer);
-        startMoveAsync(r, panel, ASYNC_MOVE_OUT, setMoveOutBusy, MOVEOUT_STATUS,
-                       MOVEOUT_STATUSNAME, 0, MOVEOUT_INDEX, [&](ViJobId* job) {
+        startMoveAsync(r, panel, ASYNC_MOVE_OUT, setMoveOutBusy, MOVEOUT_STATUS, MOVEOUT_STATUSNAME,
+                       0, MOVEOUT_INDEX, [&](ViJobId* job) {
                            return viMoveAsync(r->session, VI_LOCAL_SPACE, local, width / 8, space,
                                               offset, width / 8, count, job);
                        });

@@ -68,11 +68,8 @@ TEST_F(InterfaceIo, GpibCommandBytesAsTheBusSeesThem) {
         const char* bytes;
         ViUInt32 count;
     } cases[] = {
-        {"?_!\\x3f", "3F 5F 21 3F", 4},
-        {"", "", 0},
-        {"\\x14", "14", 1},
-        {"\\x00\\xff", "00 FF", 2},
-        {"\\\\", "5C", 1},
+        {"?_!\\x3f", "3F 5F 21 3F", 4}, {"", "", 0},       {"\\x14", "14", 1},
+        {"\\x00\\xff", "00 FF", 2},     {"\\\\", "5C", 1},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.typed);
@@ -93,7 +90,8 @@ TEST_F(InterfaceIo, GpibLinesAndControllership) {
     int window = 0;
     openWindow("GPIB0::INTFC", &window);
     const ViSession board = observer("GPIB0::INTFC");
-    const int ren = childPanel(window, "viGpibControlREN"), atn = childPanel(window, "viGpibControlATN");
+    const int ren = childPanel(window, "viGpibControlREN"),
+              atn = childPanel(window, "viGpibControlATN");
     const struct {
         int panel, control;
         ViUInt16 mode;
@@ -105,7 +103,8 @@ TEST_F(InterfaceIo, GpibLinesAndControllership) {
         {ren, GPIBREN_MODE, VI_GPIB_REN_ASSERT_LLO, VI_ATTR_GPIB_REN_STATE, VI_STATE_ASSERTED},
         {atn, GPIBATN_MODE, VI_GPIB_ATN_ASSERT, VI_ATTR_GPIB_ATN_STATE, VI_STATE_ASSERTED},
         {atn, GPIBATN_MODE, VI_GPIB_ATN_DEASSERT, VI_ATTR_GPIB_ATN_STATE, VI_STATE_UNASSERTED},
-        {atn, GPIBATN_MODE, VI_GPIB_ATN_ASSERT_IMMEDIATE, VI_ATTR_GPIB_ATN_STATE, VI_STATE_ASSERTED},
+        {atn, GPIBATN_MODE, VI_GPIB_ATN_ASSERT_IMMEDIATE, VI_ATTR_GPIB_ATN_STATE,
+         VI_STATE_ASSERTED},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.mode);
@@ -158,7 +157,8 @@ TEST_F(InterfaceIo, ServantResponseReachesTheCommandersQuery) {
 TEST_F(InterfaceIo, TriggerMappingShowsOnTheBackplane) {
     int window = 0;
     SessionRecord* r = openWindow("VXI0::0::BACKPLANE", &window);
-    const int map = childPanel(window, "viMapTrigger"), unmap = childPanel(window, "viUnmapTrigger");
+    const int map = childPanel(window, "viMapTrigger"),
+              unmap = childPanel(window, "viUnmapTrigger");
     const ViSession backplane = r->session;
     auto assertedLines = [&] {
         ViUInt32 lines = 0;
@@ -190,7 +190,8 @@ TEST_F(InterfaceIo, SignalsReachTheDevicesOfTheBackplane) {
     const ViSession device = observer("VXI0::16::INSTR");
     ASSERT_EQ(viEnableEvent(device, VI_EVENT_VXI_VME_INTR, VI_QUEUE, VI_NULL), VI_SUCCESS);
     const int intr = childPanel(window, "viAssertIntrSignal");
-    run(intr, {{INTRSIGNAL_MODE, ViInt16{VI_ASSERT_IRQ2}}, {INTRSIGNAL_STATUSID, ViUInt32{0x0010}}});
+    run(intr,
+        {{INTRSIGNAL_MODE, ViInt16{VI_ASSERT_IRQ2}}, {INTRSIGNAL_STATUSID, ViUInt32{0x0010}}});
     EXPECT_EQ(statusName(intr), "VI_SUCCESS");
     ViEventType type = 0;
     ViEvent event = VI_NULL;

@@ -42,8 +42,9 @@ class RegisterIo : public SessionBench {
         set(panel, first + (bits == 8 ? 0 : bits == 16 ? 1 : 2), 1);
     }
     static int dataTypeOf(int bits) {
-        return bits == 8 ? VAL_UNSIGNED_CHAR
-                         : bits == 16 ? VAL_UNSIGNED_SHORT_INTEGER : VAL_UNSIGNED_INTEGER;
+        return bits == 8    ? VAL_UNSIGNED_CHAR
+               : bits == 16 ? VAL_UNSIGNED_SHORT_INTEGER
+                            : VAL_UNSIGNED_INTEGER;
     }
     void out1(ViUInt16 space, ViUInt32 offset, int bits, ViUInt32 value) {
         set(out, REGOUT_SPACE, space);
@@ -291,8 +292,7 @@ TEST_F(RegisterIo, PeekAndPokeReachOnlyTheMappedWindow) {
     // A second map fails and leaves the address field as it was.
     SetCtrlVal(map, MAPADDRESS_ADDRESS, ViUInt32{0x1234});
     commit(map, MAPADDRESS_EXECUTE);
-    EXPECT_EQ(shown(map, MAPADDRESS_STATUS, MAPADDRESS_STATUSNAME).name,
-              "VI_ERROR_WINDOW_MAPPED");
+    EXPECT_EQ(shown(map, MAPADDRESS_STATUS, MAPADDRESS_STATUSNAME).name, "VI_ERROR_WINDOW_MAPPED");
     EXPECT_EQ(number(map, MAPADDRESS_ADDRESS), 0x1234u);
 
     // Unmap closes Peek and Poke, also when it fails.
@@ -303,7 +303,8 @@ TEST_F(RegisterIo, PeekAndPokeReachOnlyTheMappedWindow) {
     EXPECT_TRUE(shown(unmap, UNMAPADDRESS_STATUS, UNMAPADDRESS_STATUSNAME).red);
     for (int panel : {peek, poke}) {
         EXPECT_EQ(intAttribute(panel, PEEK_EXECUTE, ATTR_DIMMED), 1);
-        EXPECT_EQ(UiTest_DisplayedText(panel, PEEK_HINT), "Nothing is mapped: use Map Address first.");
+        EXPECT_EQ(UiTest_DisplayedText(panel, PEEK_HINT),
+                  "Nothing is mapped: use Map Address first.");
     }
 }
 
