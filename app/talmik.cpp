@@ -7,11 +7,13 @@
 #include "app/contexthelp.h"
 #include "app/prefs.h"
 #include "app/registry.h"
+#include "app/zutools.h"
 #include "controls/help.h"
 #include "controls/sheets.h"
 #include "resources/browser.h"
 #include "resources/rsrcrecord.h"
 #include "resources/search.h"
+#include "resources/sfp.h"
 #include "talmik_uir.h"
 #include "uiruntime/uiruntime.h"
 #include "visalib/visalib.h"
@@ -51,7 +53,6 @@ int splash = 0;
 const int kTabLabelHeight = 24;
 const int kTabPadding = 8;
 
-std::string uirPath() { return std::string(programDirectory()) + "/" + kUirFile; }
 
 void fatalMessage(const char* reason) {
     char text[256];
@@ -122,6 +123,7 @@ bool buildMainWindow() {
 
 void shutdown() {
     releaseRsrcs();
+    releaseSfps();
     closeRsrcTree();
     if (helpUsed) {
         _SetDir_(nullptr);
@@ -141,6 +143,8 @@ void shutdown() {
 }
 
 }  // namespace
+
+std::string uirPath() { return std::string(programDirectory()) + "/" + kUirFile; }
 
 short findOnStartFromCommandLine(int argc, char** argv) {
     return argc == 2 && std::strcmp(argv[1], "/nofind") == 0 ? 0 : 1;
@@ -217,6 +221,7 @@ int talmik_main(short findOnStart) {
 
     if (houseVisa) {
         rsrczu = addSheet(ZUSHEET, " ZU I/O");
+        if (rsrczu > 0) findZUfiles(rsrczu);
         if (rmStatus == VI_WARN_CONFIG_NLOADED) MessagePopup(pszAppName, kBridgeletWarning);
     }
     splashStatus("Loading VISA template function panels...");
@@ -228,6 +233,7 @@ int talmik_main(short findOnStart) {
     } else {
         // Empty categories: the user searches with Refresh.
         AddIoRsrcs(rsrcio);
+        AddSfpRsrcs(rsrcsfp);
     }
 
     if (!houseVisa) {
