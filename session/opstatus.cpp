@@ -43,11 +43,6 @@ void followRingIntoField(int panel, int ring, int field) {
     SetCtrlAttribute(panel, field, ATTR_DIMMED, value != 0);
 }
 
-int operationNotOffered(int panel, int event) {
-    if (event == EVENT_COMMIT) showPanelStatus(panel, VI_ERROR_NSUP_OPER);
-    return 0;
-}
-
 // A right click on a status display: "Interpret Code" spells the status out, "Operation Help"
 // opens the reference at the panel's operation.
 int StatusCallback(int panel, int control, int event, void* callbackData, int eventData1,
