@@ -31,11 +31,6 @@ int controlByName(int panel, const char* constantName) {
     return 0;
 }
 
-void showPanelStatus(int panel, ViStatus status) {
-    int statusCtrl = controlByName(panel, "STATUS");
-    if (statusCtrl > 0) showStatus(panel, statusCtrl, controlByName(panel, "STATUSNAME"), status);
-}
-
 void followRingIntoField(int panel, int ring, int field) {
     ViUInt32 value = 0;
     GetCtrlVal(panel, ring, &value);

@@ -7,8 +7,6 @@
 
 void showStatus(int panel, int statusCtrl, int nameCtrl, ViStatus status);
 
-// The same for a panel whose controls are named STATUS and STATUSNAME, found by name.
-void showPanelStatus(int panel, ViStatus status);
 
 // A control of a panel by its constant name, or 0.
 int controlByName(int panel, const char* constantName);
