@@ -7,6 +7,7 @@
 #include "session/escaped.h"
 #include "session/msgio.h"
 #include "session/opstatus.h"
+#include "session/regio.h"
 #include "uiruntime/uiruntime.h"
 #include "visaio_uir.h"
 
@@ -45,6 +46,35 @@ void forgetWaiting(SessionRecord* r) {
 
 bool nothingHolds(const SessionRecord* r) {
     return r->completionsPosted.load() == 0 && r->callsWaiting == 0;
+}
+
+// The moves: the status, the panel usable again, and for Move In the element at the index.
+void finishMoveIn(const SessionRecord* r, ViStatus status) {
+    const int panel = r->moveInPanel;
+    if (panel <= 0) return;
+    showStatus(panel, MOVEIN_STATUS, MOVEIN_STATUSNAME, status);
+    setMoveInBusy(panel, false);
+    ViUInt32 count = 0;
+    GetCtrlVal(panel, MOVEIN_COUNT, &count);
+    setElementIndexRange(panel, MOVEIN_INDEX, count);
+    showMoveInElement(r, panel);
+}
+
+void finishMoveOut(const SessionRecord* r, ViStatus status) {
+    const int panel = r->moveOutPanel;
+    if (panel <= 0) return;
+    showStatus(panel, MOVEOUT_STATUS, MOVEOUT_STATUSNAME, status);
+    setMoveOutBusy(panel, false);
+    ViUInt32 count = 0;
+    GetCtrlVal(panel, MOVEOUT_COUNT, &count);
+    setElementIndexRange(panel, MOVEOUT_INDEX, count);
+}
+
+void finishMove(const SessionRecord* r, ViStatus status) {
+    const int panel = r->movePanel;
+    if (panel <= 0) return;
+    showStatus(panel, MOVE_STATUS, MOVE_STATUSNAME, status);
+    setMoveBusy(panel, false);
 }
 
 }  // namespace
@@ -104,6 +134,15 @@ void ioDeferredCall(void* data) {
             break;
         case ASYNC_WRITE:
             finishWrite(r, status);
+            break;
+        case ASYNC_MOVE_IN:
+            finishMoveIn(r, status);
+            break;
+        case ASYNC_MOVE_OUT:
+            finishMoveOut(r, status);
+            break;
+        case ASYNC_MOVE:
+            finishMove(r, status);
             break;
         default:
             break;  // nothing pending: nothing to show

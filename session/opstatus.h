@@ -7,15 +7,10 @@
 
 void showStatus(int panel, int statusCtrl, int nameCtrl, ViStatus status);
 
-// The same for a panel whose controls are named STATUS and STATUSNAME, found by name.
-void showPanelStatus(int panel, ViStatus status);
 
 // A control of a panel by its constant name, or 0.
 int controlByName(int panel, const char* constantName);
 
-// The callback of an operation that this build does not offer yet: a commit shows
-// VI_ERROR_NSUP_OPER in the panel's status. Returns 0.
-int operationNotOffered(int panel, int event);
 
 // A ring whose last item "<Other>..." (value 0) stands for a number typed into a field beside
 // it: a named item shows its value in the field, dimmed; "<Other>..." opens the field and

@@ -42,6 +42,8 @@ struct SessionRecord {
     // Further state.
     ViUInt32 kindMask;  // the resource kind of the session, one bit or all
     char accessKey[256];  // the key of the last shared lock granted, "" when none is known
+    // The window Map Address mapped (size 0: none); Peek and Poke stay inside it.
+    ViUInt64 mapBase, mapSize;
     // Completions posted to the GUI thread and not yet run; the record outlives them.
     std::atomic<int> completionsPosted;
     bool closed;  // the window is gone; only the posted completions still hold the record
