@@ -1,6 +1,7 @@
 // helpdemo: shows the context help of talmik on its own, for looking at it by eye.
 //
-//   helpdemo tooltip           the "What's This?" text of the find expression field
+//   helpdemo tooltip [PLACE]   the "What's This?" text of the find expression field, or of an
+//                              operation panel's control such as viRead_COUNT
 //   helpdemo interpret [code]  what "Interpret Code" shows for a status (default VI_ERROR_TMO)
 //   helpdemo menu              the session window's right-click menu on a status display
 //   helpdemo reference [word]  the VISA reference in the help viewer at a keyword (default viRead)
@@ -19,6 +20,7 @@
 #include "app/talmik.h"
 #include "controls/help.h"
 #include "talmik_uir.h"
+#include "visaio_uir.h"
 #include "uiruntime/uiruntime.h"
 #include "zuvisa/visa.h"
 
@@ -34,6 +36,40 @@ void quitWhenDue(void*) {
         std::exit(0);
     }
     PostDeferredCall(quitWhenDue, nullptr);
+}
+
+// The control of a panel with that constant name, or 0.
+int controlNamed(int panel, const std::string& name) {
+    int control = 0;
+    GetPanelAttribute(panel, ATTR_PANEL_FIRST_CTRL, &control);
+    for (; control > 0; GetCtrlAttribute(panel, control, ATTR_NEXT_CTRL, &control)) {
+        char constant[64] = "";
+        GetCtrlAttribute(panel, control, ATTR_CONSTANT_NAME, constant, sizeof constant);
+        if (name == constant) return control;
+    }
+    return 0;
+}
+
+// An operation panel of the session window with the text of one of its controls beside it.
+int operationTooltip(const std::string& place) {
+    std::string panelName = place.substr(0, place.find('_'));
+    int panel = LoadPanelByName(0, "visaio.uir", panelName.c_str());
+    if (panel <= 0) return 1;
+    SetPanelAttribute(panel, ATTR_PANEL_LOOK, VAL_PANEL_LOOK_NORMAL);
+    SetPanelPos(panel, 60, 60);
+    DisplayPanel(panel);
+    ProcessDrawEvents();
+    int control = place.size() > panelName.size() ? controlNamed(panel, place.substr(panelName.size() + 1)) : 0;
+    int top = 30, left = 30;
+    if (control > 0) {
+        GetCtrlAttribute(panel, control, ATTR_TOP, &top);
+        GetCtrlAttribute(panel, control, ATTR_LEFT, &left);
+        top += 20;
+        left += 40;
+    }
+    const char* text = Help_MessageFromUI(panel, control);
+    Help_DisplayMessage(panel, text ? text : "(no help text)", left, top);
+    return 0;
 }
 
 int statusPanel(ViStatus status, int* control) {
@@ -66,7 +102,10 @@ int main(int argc, char** argv) {
     viOpenDefaultRM(&defaultRM);
     PostDeferredCall(quitWhenDue, nullptr);
 
-    if (mode == "tooltip") {
+    if (mode == "tooltip" && !argument.empty()) {
+        RegisterUirCallbacks_visaio();
+        if (operationTooltip(argument)) return 1;
+    } else if (mode == "tooltip") {
         int sheet = LoadPanel(0, "talmik.uir", IOSHEET);
         SetPanelPos(sheet, 100, 100);
         DisplayPanel(sheet);
