@@ -19,18 +19,6 @@ void showStatus(int panel, int statusCtrl, int nameCtrl, ViStatus status) {
     }
 }
 
-int controlByName(int panel, const char* constantName) {
-    int control = 0;
-    GetPanelAttribute(panel, ATTR_PANEL_FIRST_CTRL, &control);
-    while (control > 0) {
-        char name[64] = "";
-        GetCtrlAttribute(panel, control, ATTR_CONSTANT_NAME, name, sizeof name);
-        if (std::strcmp(name, constantName) == 0) return control;
-        if (GetCtrlAttribute(panel, control, ATTR_NEXT_CTRL, &control) < 0) break;
-    }
-    return 0;
-}
-
 void followRingIntoField(int panel, int ring, int field) {
     ViUInt32 value = 0;
     GetCtrlVal(panel, ring, &value);

@@ -7,11 +7,6 @@
 
 void showStatus(int panel, int statusCtrl, int nameCtrl, ViStatus status);
 
-
-// A control of a panel by its constant name, or 0.
-int controlByName(int panel, const char* constantName);
-
-
 // A ring whose last item "<Other>..." (value 0) stands for a number typed into a field beside
 // it: a named item shows its value in the field, dimmed; "<Other>..." opens the field and
 // keeps the number it held.
