@@ -19,7 +19,6 @@
 #include "app/prefs.h"
 #include "app/talmik.h"
 #include "controls/help.h"
-#include "session/opstatus.h"
 #include "talmik_uir.h"
 #include "visaio_uir.h"
 #include "uiruntime/uiruntime.h"
@@ -39,6 +38,18 @@ void quitWhenDue(void*) {
     PostDeferredCall(quitWhenDue, nullptr);
 }
 
+// The control of a panel with that constant name, or 0.
+int controlNamed(int panel, const std::string& name) {
+    int control = 0;
+    GetPanelAttribute(panel, ATTR_PANEL_FIRST_CTRL, &control);
+    for (; control > 0; GetCtrlAttribute(panel, control, ATTR_NEXT_CTRL, &control)) {
+        char constant[64] = "";
+        GetCtrlAttribute(panel, control, ATTR_CONSTANT_NAME, constant, sizeof constant);
+        if (name == constant) return control;
+    }
+    return 0;
+}
+
 // An operation panel of the session window with the text of one of its controls beside it.
 int operationTooltip(const std::string& place) {
     std::string panelName = place.substr(0, place.find('_'));
@@ -49,7 +60,7 @@ int operationTooltip(const std::string& place) {
     DisplayPanel(panel);
     ProcessDrawEvents();
     int control = place.size() > panelName.size()
-                      ? controlByName(panel, place.substr(panelName.size() + 1).c_str())
+                      ? controlNamed(panel, place.substr(panelName.size() + 1))
                       : 0;
     int top = 30, left = 30;
     if (control > 0) {
