@@ -10,10 +10,12 @@
 #include <QtWidgets/QListWidget>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QPlainTextEdit>
+#include <QtWidgets/QTableView>
 
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
+#include <algorithm>
 #include <map>
 
 #include "uiruntime/core.h"
@@ -315,6 +317,13 @@ int UiTest_Commit(int panel, int control) {
             l->userCommit();
             break;
         }
+        case CTRL_TABLE: {
+            QTableView* v = c->asTable()->view();
+            QModelIndex current = v->currentIndex();
+            if (!current.isValid()) return UIEIndexOutOfRange;
+            emit v->activated(current);
+            break;
+        }
         default: return UIEInvalidControlType;
     }
     settle();
@@ -387,11 +396,45 @@ int UiTest_SelectIndex(int panel, int control, int index) {
     Control* c = nullptr;
     if (int rc = reachable(panel, control, &c)) return rc;
     if (!c) return UIEInvalidControl;
+    if (TableControl* t = c->asTable()) {
+        if (index < 0 || index >= t->rows) return UIEIndexOutOfRange;
+        t->userSelect(index, false);
+        settle();
+        return 0;
+    }
     ListControl* l = c->asList();
     if (!l) return UIEInvalidControlType;
     if (index < 0 || index >= l->count()) return UIEIndexOutOfRange;
     if (c->style == CTRL_RING) static_cast<RingControl*>(c)->userSelect(index);
     else static_cast<ListBoxControl*>(c)->userSelect(index);
+    settle();
+    return 0;
+}
+
+static int tableOf(int panel, int control, TableControl** out) {
+    Control* c = nullptr;
+    if (int rc = reachable(panel, control, &c)) return rc;
+    if (!c) return UIEInvalidControl;
+    if (!c->asTable()) return UIEInvalidControlType;
+    *out = c->asTable();
+    return 0;
+}
+
+int UiTest_SelectMoreRows(int panel, int control, int row) {
+    TableControl* t = nullptr;
+    if (int rc = tableOf(panel, control, &t)) return rc;
+    if (row < 0 || row >= t->rows) return UIEIndexOutOfRange;
+    t->userSelect(row, true);
+    settle();
+    return 0;
+}
+
+int UiTest_ScrollTable(int panel, int control, int firstRow) {
+    TableControl* t = nullptr;
+    if (int rc = tableOf(panel, control, &t)) return rc;
+    if (firstRow < 0 || firstRow >= std::max(t->rows, 1)) return UIEIndexOutOfRange;
+    settle();
+    t->userScroll(firstRow);
     settle();
     return 0;
 }
@@ -628,9 +671,23 @@ std::string UiTest_DisplayedText(int panel, int control) {
     if (auto* te = qobject_cast<QPlainTextEdit*>(w)) return te->toPlainText().toStdString();
     if (auto* cb = qobject_cast<QComboBox*>(w)) return cb->currentText().toStdString();
     if (auto* lw = qobject_cast<QListWidget*>(w)) return lw->currentItem() ? lw->currentItem()->text().toStdString() : std::string();
+    if (TableControl* t = c->asTable()) {
+        QModelIndex current = t->view()->currentIndex();
+        std::string row;
+        for (int k = 0; current.isValid() && k < static_cast<int>(t->columns.size()); ++k)
+            row += (k ? "\t" : "") + UiTest_TableCellText(panel, control, current.row(), k);
+        return row;
+    }
     if (auto* b = qobject_cast<QAbstractButton*>(w)) return b->text().toStdString();
     if (auto* l = qobject_cast<QLabel*>(w)) return l->text().toStdString();
     return std::string();
+}
+
+std::string UiTest_TableCellText(int panel, int control, int row, int column) {
+    Control* c = nullptr;
+    if (lookupControl(panel, control, &c) != 0 || !c->asTable()) return std::string();
+    QAbstractItemModel* m = c->asTable()->view()->model();
+    return m->data(m->index(row, column), Qt::DisplayRole).toString().toStdString();
 }
 
 int UiTest_IsShown(int panel, int control) {

@@ -44,6 +44,11 @@ int UiTest_Commit(int panel, int control);
 int UiTest_SetValue(int panel, int control, UiValue value);
 // Chooses an item of a ring, or moves the selection of a list box.
 int UiTest_SelectIndex(int panel, int control, int index);
+// Tables: SelectIndex makes a row the only selected and current row, as a click does; this one
+// adds a row to the selection, as a click with Control held does.
+int UiTest_SelectMoreRows(int panel, int control, int row);
+// The user drags a table's scroll bar until row is the first in view.
+int UiTest_ScrollTable(int panel, int control, int firstRow);
 // Toggles the check mark of a list box item.
 int UiTest_ToggleCheck(int panel, int control, int index);
 int UiTest_Click(int panel, int control, int x, int y);
@@ -116,8 +121,11 @@ std::vector<int> UiTest_Panels();
 int UiTest_FindPanel(const char* constantName);
 int UiTest_FindControl(int panel, const char* constantName);
 // The text as the user sees it: a number in its format, the chosen item of a ring, the current
-// item of a list box, a button's caption, a text box's content.
+// item of a list box, a button's caption, a text box's content, the cells of a table's current
+// row separated by tabs.
 std::string UiTest_DisplayedText(int panel, int control);
+// A table cell as the table shows it; "" outside the table.
+std::string UiTest_TableCellText(int panel, int control, int row, int column);
 // 1 when the control would be seen: it and its panel (and the panel's parents) are shown.
 int UiTest_IsShown(int panel, int control);
 // Draws a panel as it looks now into a PNG file.
