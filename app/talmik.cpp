@@ -4,8 +4,10 @@
 #include <cstring>
 #include <string>
 
+#include "app/iotrace.h"
 #include "app/prefs.h"
 #include "app/registry.h"
+#include "app/tracenames.h"
 #include "controls/help.h"
 #include "controls/sheets.h"
 #include "talmik_uir.h"
@@ -154,6 +156,7 @@ int talmik_main(short findOnStart) {
         helpLoaded = 0;
     }
     InstallMainCallback(MainCallback, nullptr, 0);
+    installIoTraceNames();
 
     ViStatus rmStatus = viOpenDefaultRM(&defaultRM);
     if (rmStatus < VI_SUCCESS) {
@@ -191,6 +194,7 @@ int talmik_main(short findOnStart) {
     ini = Ini_New(0);
     Ini_ReadFromFile(ini, kSettingsFile);
     readAppPreferences(ini);
+    applyIoTracePreferences(ini);
     SetSleepPolicy(sleepMoreApp ? VAL_SLEEP_MORE : VAL_SLEEP_SOME);
 
     splashStatus("Loading application panels...");

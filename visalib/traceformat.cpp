@@ -366,8 +366,10 @@ std::string VisaTrace_IsoTime(const VisaTraceRecord& r) { return localTime(r.wal
 
 std::string VisaTrace_DurationText(const VisaTraceRecord& r) {
     if (running(r)) return "running";
+    // A tenth of a microsecond while it matters; whole microseconds from a millisecond on.
+    double us = static_cast<double>(r.durationNs) / 1000.0;
     char s[32];
-    std::snprintf(s, sizeof s, "%.1f", static_cast<double>(r.durationNs) / 1000.0);
+    std::snprintf(s, sizeof s, us < 1000 ? "%.1f" : "%.0f", us);
     return s;
 }
 

@@ -19,7 +19,8 @@ int VisaTrace_FunctionByName(const char* name);
 std::string VisaTrace_TimeText(const VisaTraceRecord& r, bool withDate);
 // ISO 8601 with the offset from UTC: "2024-05-01T12:34:56.123456+02:00".
 std::string VisaTrace_IsoTime(const VisaTraceRecord& r);
-// Microseconds with one decimal; "running" for a handler that has not returned.
+// Microseconds, with one decimal below a millisecond; "running" for a handler that has not
+// returned.
 std::string VisaTrace_DurationText(const VisaTraceRecord& r);
 // "main" for the program's first thread, else the thread id.
 std::string VisaTrace_ThreadText(const VisaTraceRecord& r);

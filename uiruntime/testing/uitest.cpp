@@ -543,6 +543,17 @@ int UiTest_ClosePanel(int panel) {
     return 0;
 }
 
+int UiTest_ResizePanel(int panel, int height, int width) {
+    if (int rc = reachable(panel, 0, nullptr)) return rc;
+    if (height < 1 || width < 1 || height > 32767 || width > 32767) return UIEInvalidAttributeValue;
+    Panel* p = findPanel(panel);
+    if (!p->sizable) return UIEControlDimmed;
+    p->window->resize(width, height);
+    dispatchPanelEvent(panel, EVENT_PANEL_SIZE, 0, 0);
+    settle();
+    return 0;
+}
+
 int UiTest_ChooseMenuItem(int menuBar, int item) {
     MenuBar* mb = findMenuBar(menuBar);
     if (!mb) return UIEInvalidMenuBar;

@@ -62,6 +62,8 @@ int UiTest_KeyPress(int panel, int control, int keyCode);
 int UiTest_Focus(int panel, int control);
 // The close box of a panel's title bar.
 int UiTest_ClosePanel(int panel);
+// Drags a panel's frame to a new size (EVENT_PANEL_SIZE follows, as it would for the user).
+int UiTest_ResizePanel(int panel, int height, int width);
 int UiTest_ChooseMenuItem(int menuBar, int item);
 
 // Timers tick only here while the driver runs: one control, or every enabled timer once

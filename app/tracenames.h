@@ -1,0 +1,6 @@
+// The application's names for the I/O trace that visalib records: status names, and the
+// attribute and event catalogues and the escaped-text codec as they become available.
+#pragma once
+
+// Installs the names; before the first VISA call, so that attribute values are recorded whole.
+void installIoTraceNames();
