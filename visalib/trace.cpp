@@ -419,7 +419,8 @@ void Call::record(ViStatus status, bool hasStatus, const uint64_t* raw, size_t c
     r.status = status;
     if (hasStatus) r.flags |= kVisaTraceHasStatus;
     r.argCount = static_cast<uint8_t>(std::min<size_t>(count, kVisaTraceMaxArgs));
-    r.session = count ? static_cast<ViSession>(raw[0]) : 0;
+    // The session a call acts on is its first argument; viOpenDefaultRM and viGetDefaultRM have none.
+    r.session = count && f.args[0].kind == ArgKind::Handle ? static_cast<ViSession>(raw[0]) : 0;
     resolveArguments(&r, f, raw);
     if (function_ == VisaTrace_viWaitOnEvent && status >= VI_SUCCESS && (r.outputsSet & 0x18) == 0x18 &&
         r.args[3] == VI_EVENT_IO_COMPLETION)

@@ -105,6 +105,12 @@ TEST_F(Trace, SynchronousCallsKeepArgumentsOutputsAndBytes) {
     EXPECT_NE(VisaTrace_ArgumentsText(r).find("cnt=64, retCnt=15"), std::string::npos);
     EXPECT_GT(r.sequence, w.sequence);
 
+    // The resource manager's opening acts on no session; the session it makes is an output.
+    auto all = recordsFrom(0);
+    const VisaTraceRecord* opening = find(all, VisaTrace_viOpenDefaultRM);
+    ASSERT_TRUE(opening);
+    EXPECT_EQ(opening->session, 0u);
+    EXPECT_EQ(opening->args[0], rm);
     // The session the trace shows was named by the call that opened it.
     EXPECT_EQ(VisaTrace_HandleName(vi, r.sequence), "GPIB0::5::INSTR");
     EXPECT_EQ(VisaTrace_HandleName(rm, r.sequence), "resource manager");
