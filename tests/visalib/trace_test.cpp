@@ -360,4 +360,21 @@ TEST_F(Trace, TheTraceFileHoldsTheSameRecordsAsJsonLines) {
     EXPECT_EQ(readFile(path), text);
 }
 
+// A program run with $TALMIK_TRACE leaves every call it made in the file when it exits.
+TEST_F(Trace, TheEnvironmentNamesTheFileOfARun) {
+    std::string path = dir.file("run.jsonl");
+    std::string command = "TALMIK_TRACE='" + path + "' '" + std::getenv("TRACE_FROM_ENV") + "'";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    std::vector<std::string> functions;
+    std::string text = readFile(path);
+    for (size_t at = 0; at < text.size();) {
+        size_t end = text.find('\n', at);
+        ASSERT_NE(end, std::string::npos);
+        QJsonObject o = QJsonDocument::fromJson(QByteArray::fromStdString(text.substr(at, end - at))).object();
+        functions.push_back(o["function"].toString().toStdString());
+        at = end + 1;
+    }
+    EXPECT_EQ(functions, (std::vector<std::string>{"viOpenDefaultRM", "viOpen", "viWrite", "viRead", "viClose"}));
+}
+
 }  // namespace
