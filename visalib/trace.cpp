@@ -116,10 +116,19 @@ HandleNotes& handleNotes() {
 void noteHandle(ViSession handle, uint64_t sequence, ViSession owner, std::string name) {
     if (!handle) return;
     HandleNotes& h = handleNotes();
+    // Events come and go by the thousand: now and then those no record held any more refers to
+    // are forgotten. Sessions stay known, since their calls may outlive the call that opened them.
+    static std::atomic<unsigned> events{0};
+    uint64_t first = 0;
+    if (owner != handle && ++events % 4096 == 0) {
+        Ring& r = ring();
+        std::lock_guard<std::mutex> lock(r.mutex);
+        first = r.first;
+    }
     std::lock_guard<std::mutex> lock(h.mutex);
     h.notes[{handle, sequence}] = HandleNote{sequence, owner, std::move(name)};
-    // Events come and go by the thousand; keep the notes within the ring's reach.
-    if (h.notes.size() > 4 * kVisaTraceMaxCapacity) h.notes.erase(h.notes.begin());
+    if (first)
+        std::erase_if(h.notes, [first](const auto& n) { return n.second.owner != n.first.first && n.second.sequence < first; });
 }
 
 const HandleNote* currentNote(HandleNotes& h, ViSession handle, uint64_t asOf) {
