@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "zuvisa/entry.h"
 #include "zuvisa/findexpr.h"
 #include "zuvisa/session.h"
 #include "zuvisa/status.h"
@@ -10,36 +11,7 @@
 
 using namespace zuvisa;
 
-#define ZU_API extern "C" __attribute__((visibility("default")))
-
 namespace {
-
-template <typename F>
-ViStatus guarded(F&& f) {
-    try {
-        return f();
-    } catch (const std::bad_alloc&) {
-        return VI_ERROR_ALLOC;
-    } catch (...) {
-        return VI_ERROR_SYSTEM_ERROR;
-    }
-}
-
-// Runs f on the session behind vi; a resource manager answers "not supported". An error
-// reaches the session's exception handlers, named by operation.
-template <typename F>
-ViStatus onSession(const char* operation, ViSession vi, F&& f) {
-    return guarded([&]() -> ViStatus {
-        std::shared_ptr<Object> o = Library::instance().handles.get(vi);
-        if (!o) return VI_ERROR_INV_OBJECT;
-        if (o->type == ObjType::Rm) return VI_ERROR_NSUP_OPER;
-        if (o->type != ObjType::Session) return VI_ERROR_INV_OBJECT;
-        Session& s = static_cast<Session&>(*o);
-        ViStatus st = f(s);
-        if (st < 0) raiseException(s, st, operation);
-        return st;
-    });
-}
 
 // Runs f on the link with the session's access checked and its I/O serialised.
 template <typename F>

@@ -55,6 +55,11 @@ bool vxiTrigId(ViAttrState v) {
 }
 bool fdcMode(ViAttrState v) { return v == VI_FDC_NORMAL || v == VI_FDC_STREAM; }
 bool fdcChannel(ViAttrState v) { return v <= 7; }
+bool wireMode(ViAttrState v) {
+    ViInt64 s = static_cast<ViInt16>(v);
+    return (s >= VI_ASRL_WIRE_485_4 && s <= VI_ASRL_WIRE_485_2_AUTO) ||
+           (s >= VI_ASRL_WIRE_232_DTE && s <= VI_ASRL_WIRE_232_AUTO);
+}
 bool cableLength(ViAttrState v) {
     ViInt64 s = static_cast<ViInt16>(v);
     return s == VI_GPIB_HS488_DISABLED || s == VI_GPIB_HS488_NIMPL || (s >= 1 && s <= 15);
@@ -176,7 +181,7 @@ const AttrDef kAttrs[] = {
     {VI_ATTR_ASRL_BREAK_STATE, "VI_ATTR_ASRL_BREAK_STATE", T::I16, true, true, kKindAsrlInstr, VI_STATE_UNASSERTED, lineState},
     {VI_ATTR_ASRL_BREAK_LEN, "VI_ATTR_ASRL_BREAK_LEN", T::I16, true, true, kKindAsrlInstr, 250, breakLen},
     {VI_ATTR_ASRL_ALLOW_TRANSMIT, "VI_ATTR_ASRL_ALLOW_TRANSMIT", T::Bool, true, true, kKindAsrlInstr, VI_TRUE, boolean},
-    {VI_ATTR_ASRL_WIRE_MODE, "VI_ATTR_ASRL_WIRE_MODE", T::I16, true, true, kKindAsrlInstr, VI_ASRL_WIRE_232_DTE, nullptr},
+    {VI_ATTR_ASRL_WIRE_MODE, "VI_ATTR_ASRL_WIRE_MODE", T::I16, true, true, kKindAsrlInstr, VI_ASRL_WIRE_232_DTE, wireMode},
 
     // TCP/IP
     {VI_ATTR_TCPIP_ADDR, "VI_ATTR_TCPIP_ADDR", T::Text, false, false, kTcpip, 0, nullptr},
@@ -326,6 +331,24 @@ size_t attrWidth(AttrType type) {
     case AttrType::Text: return 0;
     }
     return 0;
+}
+
+bool fitsAttr(AttrType type, ViAttrState value) {
+    auto fits = [value](uint64_t bits, int64_t lowest) {
+        return value <= bits || (static_cast<int64_t>(value) >= lowest && static_cast<int64_t>(value) < 0);
+    };
+    switch (type) {
+    case AttrType::U8: return value <= 0xFFu;
+    case AttrType::U16:
+    case AttrType::Bool: return value <= 0xFFFFu;
+    case AttrType::I16: return fits(0xFFFFu, INT16_MIN);
+    case AttrType::U32: return value <= 0xFFFFFFFFu;
+    case AttrType::I32: return fits(0xFFFFFFFFu, INT32_MIN);
+    case AttrType::U64:
+    case AttrType::Ptr:
+    case AttrType::Text: return true;
+    }
+    return false;
 }
 
 ViAttrState narrow(AttrType type, ViAttrState value) {

@@ -68,6 +68,9 @@ const AttrDef* attrTable(int* count);
 
 // Width in bytes of what viGetAttribute writes (0 for text).
 size_t attrWidth(AttrType type);
+// Whether a state set by a client fits the attribute's width: unsigned types up to their
+// maximum, signed types as a sign-extended number or as their bit pattern.
+bool fitsAttr(AttrType type, ViAttrState value);
 // Cuts a state down to the attribute's width; signed types are sign-extended.
 ViAttrState narrow(AttrType type, ViAttrState value);
 // Writes the value at its exact width (text: at most 255 characters and a terminator).

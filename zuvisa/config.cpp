@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 
@@ -38,6 +39,66 @@ std::string itemString(IniText ini, const char* section, const char* item) {
 }
 
 }  // namespace
+
+namespace {
+
+struct NamedValue {
+    const char* name;
+    long long value;
+};
+
+#define VALUE(x) {#x, static_cast<long long>(x)}
+const NamedValue kValues[] = {
+    VALUE(VI_TRUE),              VALUE(VI_FALSE),             VALUE(VI_TMO_IMMEDIATE),
+    VALUE(VI_TMO_INFINITE),      VALUE(VI_FLUSH_ON_ACCESS),   VALUE(VI_FLUSH_WHEN_FULL),
+    VALUE(VI_FLUSH_DISABLE),     VALUE(VI_PROT_NORMAL),       VALUE(VI_PROT_FDC),
+    VALUE(VI_PROT_HS488),        VALUE(VI_PROT_4882_STRS),    VALUE(VI_PROT_USBTMC_VENDOR),
+    VALUE(VI_ASRL_PAR_NONE),     VALUE(VI_ASRL_PAR_ODD),      VALUE(VI_ASRL_PAR_EVEN),
+    VALUE(VI_ASRL_PAR_MARK),     VALUE(VI_ASRL_PAR_SPACE),    VALUE(VI_ASRL_STOP_ONE),
+    VALUE(VI_ASRL_STOP_ONE5),    VALUE(VI_ASRL_STOP_TWO),     VALUE(VI_ASRL_FLOW_NONE),
+    VALUE(VI_ASRL_FLOW_XON_XOFF), VALUE(VI_ASRL_FLOW_RTS_CTS), VALUE(VI_ASRL_FLOW_DTR_DSR),
+    VALUE(VI_ASRL_END_NONE),     VALUE(VI_ASRL_END_LAST_BIT), VALUE(VI_ASRL_END_TERMCHAR),
+    VALUE(VI_ASRL_END_BREAK),    VALUE(VI_STATE_ASSERTED),    VALUE(VI_STATE_UNASSERTED),
+    VALUE(VI_BIG_ENDIAN),        VALUE(VI_LITTLE_ENDIAN),     VALUE(VI_DATA_PRIV),
+    VALUE(VI_NO_SEC_ADDR),
+};
+#undef VALUE
+
+}  // namespace
+
+bool parseAttrValue(const std::string& text, ViAttrState* out) {
+    for (const NamedValue& v : kValues) {
+        if (text == v.name) {
+            *out = static_cast<ViAttrState>(v.value);
+            return true;
+        }
+    }
+    if (text == "True" || text == "False") {
+        *out = text == "True" ? VI_TRUE : VI_FALSE;
+        return true;
+    }
+    if (text.empty()) return false;
+    char* end = nullptr;
+    errno = 0;
+    if (text[0] == '-') {
+        long long v = strtoll(text.c_str(), &end, 0);
+        if (*end || errno) return false;
+        *out = static_cast<ViAttrState>(v);
+        return true;
+    }
+    unsigned long long v = strtoull(text.c_str(), &end, 0);
+    if (*end || errno) return false;
+    *out = v;
+    return true;
+}
+
+std::vector<std::pair<std::string, std::string>> storedAttributes(const Config& c, const ResourceName& name) {
+    for (const auto& [section, items] : c.sections) {
+        ResourceName n;
+        if (parseResourceName(section, &n) == VI_SUCCESS && sameResource(n, name)) return items;
+    }
+    return {};
+}
 
 const std::vector<std::pair<std::string, std::string>>* Config::section(const std::string& name) const {
     for (const auto& s : sections) {

@@ -17,12 +17,17 @@
 //                             ; this is False; by default only while no file is named
 //
 //   [sim]                     ; a section per bridgelet is handed to that bridgelet as it is
+//
+//   [GPIB0::22::INSTR]        ; a section named by a resource: the attribute values that a
+//   VI_ATTR_TMO_VALUE = 5000  ; session opened with VI_LOAD_CONFIG starts with (numbers or
+//   VI_ATTR_TERMCHAR_EN = VI_TRUE  ; the standard's names of values)
 #pragma once
 
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "zuvisa/rsrcname.h"
 #include "zuvisa/visa.h"
 
 namespace zuvisa {
@@ -50,6 +55,13 @@ struct Config {
 
     const std::vector<std::pair<std::string, std::string>>* section(const std::string& name) const;
 };
+
+// The attribute values stored for a resource (attribute name, value text), from the section
+// whose name means the same resource; empty when there is none.
+std::vector<std::pair<std::string, std::string>> storedAttributes(const Config& c, const ResourceName& name);
+// A stored attribute value: a number (decimal, 0x hexadecimal, negative) or the name of one of
+// the standard's values (VI_TRUE, VI_TMO_INFINITE, VI_FLUSH_ON_ACCESS, VI_ASRL_PAR_EVEN...).
+bool parseAttrValue(const std::string& text, ViAttrState* out);
 
 // Where the configuration file is looked for, in order (existing or not).
 std::vector<std::string> configCandidates();

@@ -210,8 +210,18 @@ bool Backend::lookup(const std::string& canonical, Found* out) {
             }
         }
     }
-    for (const Found& f : enumerate()) {
+    std::vector<Found> all = enumerate();
+    for (const Found& f : all) {
         if (f.name.canonical == canonical) {
+            *out = f;
+            return true;
+        }
+    }
+    // Another spelling of a listed resource opens that resource.
+    ResourceName wanted;
+    if (parseResourceName(canonical, &wanted) != VI_SUCCESS) return false;
+    for (const Found& f : all) {
+        if (sameResource(f.name, wanted)) {
             *out = f;
             return true;
         }

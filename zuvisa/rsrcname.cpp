@@ -3,6 +3,7 @@
 // keeps host names and serial numbers as written.
 #include "zuvisa/rsrcname.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <vector>
@@ -145,8 +146,17 @@ ViStatus parseVxi(const std::vector<std::string_view>& t, ResourceName& r) {
     return VI_ERROR_INV_RSRC_NAME;
 }
 
+// A host, or for an INSTR a host with a port ("localhost:1111"), as device files write it.
+bool validHostPort(std::string_view h, bool portAllowed) {
+    if (validHost(h)) return true;
+    size_t colon = h.rfind(':');
+    int port = 0;
+    return portAllowed && colon != std::string_view::npos && validHost(h.substr(0, colon)) &&
+           parseDecimal(h.substr(colon + 1), 65535, &port);
+}
+
 ViStatus parseTcpip(const std::vector<std::string_view>& t, ResourceName& r) {
-    if (t.empty() || !validHost(t[0])) return VI_ERROR_INV_RSRC_NAME;
+    if (t.empty() || !validHostPort(t[0], r.rsrcClass == "INSTR")) return VI_ERROR_INV_RSRC_NAME;
     r.host = std::string(t[0]);
     if (r.rsrcClass == "INSTR") {
         if (t.size() > 2) return VI_ERROR_INV_RSRC_NAME;
@@ -239,6 +249,21 @@ std::string upperAscii(std::string_view text) {
         if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
     }
     return s;
+}
+
+bool sameResource(const ResourceName& a, const ResourceName& b) {
+    if (a.canonical == b.canonical) return true;
+    if (a.intfType != b.intfType || a.board != b.board || a.rsrcClass != b.rsrcClass) return false;
+    switch (a.intfType) {
+    case VI_INTF_GPIB:
+        return a.primary == b.primary && std::max(a.secondary, 0) == std::max(b.secondary, 0);
+    case VI_INTF_USB:
+        return a.usbManf == b.usbManf && a.usbModel == b.usbModel && a.usbSerial == b.usbSerial &&
+               std::max(a.usbInterface, 0) == std::max(b.usbInterface, 0);
+    case VI_INTF_TCPIP:
+        return iequals(a.host, b.host) && iequals(a.lanDevice, b.lanDevice) && a.port == b.port;
+    default: return false;
+    }
 }
 
 ViStatus parseResourceName(std::string_view text, ResourceName* out) {

@@ -30,6 +30,11 @@ struct ResourceName {
 // VI_SUCCESS, or VI_ERROR_INV_RSRC_NAME for anything that is not a complete, valid name.
 ViStatus parseResourceName(std::string_view text, ResourceName* out);
 
+// Whether two parsed names mean the same resource although spelled differently: host names
+// and LAN device names in any case, a USB name without its interface number as interface 0, a
+// GPIB name without a secondary address as one with secondary address 0.
+bool sameResource(const ResourceName& a, const ResourceName& b);
+
 // Upper-case copy (ASCII), for comparing names and classes.
 std::string upperAscii(std::string_view text);
 

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "zuvisa/log.h"
+#include "zuvisa/status.h"
 #include "zuvisa/zuvisa.h"
 
 namespace zuvisa {
@@ -75,6 +76,30 @@ void Session::raise(const EventData& event) {
 
 // ---- open and close --------------------------------------------------------------------------
 
+namespace {
+
+// VI_LOAD_CONFIG: the attribute values the configuration stores for the resource. One that
+// cannot be applied is logged and makes the open answer VI_WARN_CONFIG_NLOADED.
+ViStatus loadStoredAttributes(Session& s) {
+    ViStatus result = VI_SUCCESS;
+    for (const auto& [name, text] : storedAttributes(s.backend->config, s.name)) {
+        const AttrDef* d = findAttrByName(name);
+        ViAttrState v = 0;
+        ViStatus st = !d                          ? VI_ERROR_NSUP_ATTR
+                      : !parseAttrValue(text, &v) ? VI_ERROR_NSUP_ATTR_STATE
+                                                  : setSessionAttribute(s, d->id, v);
+        if (st < 0) {
+            const StatusInfo* info = findStatus(st);
+            logLine(ZUVISA_LOG_WARNING, s.name.canonical + ": the stored " + name + " = " + text + " was not applied (" +
+                                            (info ? info->name : "error") + ")");
+            result = VI_WARN_CONFIG_NLOADED;
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
 ViStatus openSession(const std::shared_ptr<RmObject>& rm, const std::string& text,
                      ViAccessMode mode, ViUInt32 timeout, ViSession* out) {
     if (mode & ~static_cast<ViAccessMode>(VI_EXCLUSIVE_LOCK | VI_SHARED_LOCK | VI_LOAD_CONFIG)) {
@@ -96,17 +121,11 @@ ViStatus openSession(const std::shared_ptr<RmObject>& rm, const std::string& tex
 
     Found found;
     bool known = backend.lookup(rn.canonical, &found);
-    if (!known) {
-        // A device that does not use secondary addressing (GPIB) or several interfaces (USB)
-        // also answers when a client spells out address or interface 0, as some clients do.
-        char alternate[kMaxResourceName + 1] = "";
-        if (rn.intfType == VI_INTF_GPIB && rn.secondary == 0) {
-            snprintf(alternate, sizeof alternate, "GPIB%u::%d::INSTR", rn.board, rn.primary);
-        } else if (rn.intfType == VI_INTF_USB && rn.usbInterface == 0) {
-            snprintf(alternate, sizeof alternate, "USB%u::0x%04X::0x%04X::%s::%s", rn.board, rn.usbManf,
-                     rn.usbModel, rn.usbSerial.c_str(), rn.rsrcClass.c_str());
-        }
-        if (*alternate) known = backend.lookup(alternate, &found);
+    // A resource opened by another spelling of its name goes by the name it is listed under.
+    int requestedSecondary = rn.secondary;
+    if (known) {
+        rn = found.name;
+        s->name = rn;
     }
     ViStatus openStatus = VI_ERROR_RSRC_NFOUND;
     try {
@@ -125,9 +144,12 @@ ViStatus openSession(const std::shared_ptr<RmObject>& rm, const std::string& tex
     if (!s->link) return VI_ERROR_SYSTEM_ERROR;
 
     initialAttributes(rn, kind, known ? found.info : ResourceInfo{}, &s->attrs);
-    if (rn.secondary >= 0) s->attrs.setNumber(VI_ATTR_GPIB_SECONDARY_ADDR, static_cast<ViAttrState>(rn.secondary));
+    if (requestedSecondary >= 0) {
+        s->attrs.setNumber(VI_ATTR_GPIB_SECONDARY_ADDR, static_cast<ViAttrState>(requestedSecondary));
+    }
     s->attrs.setNumber(VI_ATTR_RM_SESSION, rm->handle);
     s->resource = Library::instance().resource(rn.canonical);
+    ViStatus configStatus = (mode & VI_LOAD_CONFIG) ? loadStoredAttributes(*s) : VI_SUCCESS;
 
     ViSession h = Library::instance().handles.add(s);
     if (!h) return VI_ERROR_ALLOC;
@@ -147,7 +169,7 @@ ViStatus openSession(const std::shared_ptr<RmObject>& rm, const std::string& tex
         rm->children.insert(h);
     }
     *out = h;
-    return openStatus;
+    return openStatus != VI_SUCCESS ? openStatus : configStatus;
 }
 
 void shutdownSession(const std::shared_ptr<Session>& s) {
@@ -190,6 +212,8 @@ ViStatus setSessionAttribute(Session& s, ViAttr attr, ViAttrState value) {
     const AttrDef* d = findAttr(attr, s.kind);
     if (!d) return VI_ERROR_NSUP_ATTR;
     if (!d->writable) return VI_ERROR_ATTR_READONLY;
+    // A value that does not fit is refused, never cut down to something else.
+    if (!fitsAttr(d->type, value)) return VI_ERROR_NSUP_ATTR_STATE;
     ViAttrState v = narrow(d->type, value);
     if (d->accepts && !d->accepts(v)) return VI_ERROR_NSUP_ATTR_STATE;
     if (d->resourceOwned && s.link) {
@@ -217,6 +241,8 @@ ViStatus setRmAttribute(RmObject& rm, ViAttr attr, ViAttrState value) {
     const AttrDef* d = findAttr(attr, kKindRm);
     if (!d) return VI_ERROR_NSUP_ATTR;
     if (!d->writable) return VI_ERROR_ATTR_READONLY;
+    // A value that does not fit is refused, never cut down to something else.
+    if (!fitsAttr(d->type, value)) return VI_ERROR_NSUP_ATTR_STATE;
     ViAttrState v = narrow(d->type, value);
     if (d->accepts && !d->accepts(v)) return VI_ERROR_NSUP_ATTR_STATE;
     if (attr == VI_ATTR_USER_DATA_32) attr = VI_ATTR_USER_DATA_64;
@@ -369,8 +395,13 @@ constexpr ViUInt16 kFlushMask = VI_READ_BUF | VI_WRITE_BUF | VI_READ_BUF_DISCARD
                                 VI_IO_IN_BUF_DISCARD | VI_IO_OUT_BUF_DISCARD;
 constexpr size_t kMaxBufferSize = 64u << 20;
 
-// Sends the formatted write buffer; END only when asked (viFlush), not when it merely filled up.
-ViStatus flushWrite(Session& s, bool withEnd) {
+bool endedMessage(ViStatus st) { return st == VI_SUCCESS || st == VI_SUCCESS_TERM_CHAR; }
+
+}  // namespace
+
+// Sends the formatted write buffer; END only when asked (viFlush, a "\n" of viPrintf), not
+// when it merely filled up.
+ViStatus flushWriteLocked(Session& s, bool withEnd) {
     if (s.writeBuf.empty()) return VI_SUCCESS;
     bool end = withEnd && s.attrs.numberOr(VI_ATTR_SEND_END_EN, VI_TRUE) != VI_FALSE;
     IoControl ctl = IoControl::fromTimeout(timeoutOf(s), nullptr);
@@ -380,9 +411,56 @@ ViStatus flushWrite(Session& s, bool withEnd) {
     return st < 0 ? st : VI_SUCCESS;
 }
 
-bool endedMessage(ViStatus st) { return st == VI_SUCCESS || st == VI_SUCCESS_TERM_CHAR; }
+ViStatus bufferWriteLocked(Session& s, const ViByte* buf, size_t count, size_t* done) {
+    size_t capacity = s.writeBufSize ? s.writeBufSize : 1;
+    for (size_t i = 0; i < count;) {
+        size_t room = capacity > s.writeBuf.size() ? capacity - s.writeBuf.size() : 0;
+        if (room == 0) {
+            ViStatus st = flushWriteLocked(s, false);
+            if (st < 0) return st;
+            continue;
+        }
+        size_t n = std::min(room, count - i);
+        s.writeBuf.insert(s.writeBuf.end(), buf + i, buf + i + n);
+        i += n;
+        if (done) *done = i;
+    }
+    return VI_SUCCESS;
+}
 
-}  // namespace
+ViStatus flushReadLocked(Session& s, bool dropMessage) {
+    bool unfinished = s.readPos < s.readEnd || (s.readEnd > 0 && !endedMessage(s.readFillStatus));
+    s.readPos = s.readEnd = 0;
+    // Flushing (not merely discarding) also drops the rest of a message being read.
+    if (dropMessage && unfinished && !endedMessage(s.readFillStatus)) {
+        ViByte scratch[512];
+        IoControl ctl = IoControl::fromTimeout(timeoutOf(s), nullptr);
+        for (;;) {
+            size_t n = 0;
+            ViStatus rs = s.link->read(scratch, sizeof scratch, readOptionsOf(s), ctl, &n);
+            if (rs != VI_SUCCESS_MAX_CNT) {
+                if (rs < 0) return rs;
+                break;
+            }
+        }
+    }
+    s.readFillStatus = VI_SUCCESS;
+    return VI_SUCCESS;
+}
+
+ViStatus fillReadLocked(Session& s) {
+    size_t size = s.readBufSize ? s.readBufSize : 1;
+    if (s.readBuf.size() != size) s.readBuf.assign(size, 0);
+    size_t n = 0;
+    IoControl ctl = IoControl::fromTimeout(timeoutOf(s), nullptr);
+    ViStatus rs = s.link->read(s.readBuf.data(), s.readBuf.size(), readOptionsOf(s), ctl, &n);
+    s.readPos = 0;
+    s.readEnd = n;
+    s.readFillStatus = rs;
+    return rs;
+}
+
+bool readMessageEnded(const Session& s) { return endedMessage(s.readFillStatus); }
 
 ViStatus sessionSetBuf(Session& s, ViUInt16 mask, ViUInt32 size) {
     if (mask == 0 || (mask & ~kSetBufMask)) return VI_ERROR_INV_MASK;
@@ -397,7 +475,7 @@ ViStatus sessionSetBuf(Session& s, ViUInt16 mask, ViUInt32 size) {
         s.attrs.setNumber(VI_ATTR_RD_BUF_SIZE, size);
     }
     if (mask & VI_WRITE_BUF) {
-        ViStatus st = flushWrite(s, false);
+        ViStatus st = flushWriteLocked(s, false);
         if (st < 0) return st;
         s.writeBufSize = size;
         s.attrs.setNumber(VI_ATTR_WR_BUF_SIZE, size);
@@ -422,27 +500,13 @@ ViStatus sessionFlush(Session& s, ViUInt16 mask) {
     if (st < 0) return st;
     std::lock_guard<std::mutex> io(s.ioMutex);
     if (mask & VI_WRITE_BUF) {
-        st = flushWrite(s, true);
+        st = flushWriteLocked(s, true);
         if (st < 0) return st;
     }
     if (mask & VI_WRITE_BUF_DISCARD) s.writeBuf.clear();
     if (mask & (VI_READ_BUF | VI_READ_BUF_DISCARD)) {
-        bool unfinished = s.readPos < s.readEnd || (s.readEnd > 0 && !endedMessage(s.readFillStatus));
-        s.readPos = s.readEnd = 0;
-        // Flushing (not merely discarding) also drops the rest of a message being read.
-        if ((mask & VI_READ_BUF) && unfinished && !endedMessage(s.readFillStatus)) {
-            ViByte scratch[512];
-            IoControl ctl = IoControl::fromTimeout(timeoutOf(s), nullptr);
-            for (;;) {
-                size_t n = 0;
-                ViStatus rs = s.link->read(scratch, sizeof scratch, readOptionsOf(s), ctl, &n);
-                if (rs != VI_SUCCESS_MAX_CNT) {
-                    if (rs < 0) return rs;
-                    break;
-                }
-            }
-        }
-        s.readFillStatus = VI_SUCCESS;
+        st = flushReadLocked(s, (mask & VI_READ_BUF) != 0);
+        if (st < 0) return st;
     }
     ViUInt16 low = mask & (VI_IO_IN_BUF | VI_IO_OUT_BUF | VI_IO_IN_BUF_DISCARD | VI_IO_OUT_BUF_DISCARD);
     if (low) {
@@ -458,21 +522,10 @@ ViStatus sessionBufWrite(Session& s, const ViByte* buf, size_t count, size_t* do
     ViStatus st = checkAccess(s);
     if (st < 0) return st;
     std::lock_guard<std::mutex> io(s.ioMutex);
-    size_t capacity = s.writeBufSize ? s.writeBufSize : 1;
-    for (size_t i = 0; i < count;) {
-        size_t room = capacity > s.writeBuf.size() ? capacity - s.writeBuf.size() : 0;
-        if (room == 0) {
-            st = flushWrite(s, false);
-            if (st < 0) return st;
-            continue;
-        }
-        size_t n = std::min(room, count - i);
-        s.writeBuf.insert(s.writeBuf.end(), buf + i, buf + i + n);
-        i += n;
-        *done = i;
-    }
+    st = bufferWriteLocked(s, buf, count, done);
+    if (st < 0) return st;
     if (s.attrs.numberOr(VI_ATTR_WR_BUF_OPER_MODE, VI_FLUSH_WHEN_FULL) == VI_FLUSH_ON_ACCESS) {
-        st = flushWrite(s, true);
+        st = flushWriteLocked(s, true);
         if (st < 0) return st;
     }
     return VI_SUCCESS;
@@ -484,7 +537,7 @@ ViStatus sessionBufRead(Session& s, ViByte* buf, size_t count, size_t* done) {
     ViStatus st = checkAccess(s);
     if (st < 0) return st;
     std::lock_guard<std::mutex> io(s.ioMutex);
-    if (s.readBuf.size() != s.readBufSize) {
+    if (s.readBuf.size() != (s.readBufSize ? s.readBufSize : 1)) {
         s.readBuf.assign(s.readBufSize ? s.readBufSize : 1, 0);
         s.readPos = s.readEnd = 0;
     }
@@ -492,13 +545,8 @@ ViStatus sessionBufRead(Session& s, ViByte* buf, size_t count, size_t* done) {
     size_t got = 0;
     while (got < count) {
         if (s.readPos == s.readEnd) {
-            size_t n = 0;
-            IoControl ctl = IoControl::fromTimeout(timeoutOf(s), nullptr);
-            ViStatus rs = s.link->read(s.readBuf.data(), s.readBuf.size(), readOptionsOf(s), ctl, &n);
-            s.readPos = 0;
-            s.readEnd = n;
-            s.readFillStatus = rs;
-            if (n == 0) {
+            ViStatus rs = fillReadLocked(s);
+            if (s.readEnd == 0) {
                 result = rs;
                 break;
             }

@@ -37,6 +37,16 @@ ViStatus sessionSetBuf(Session& s, ViUInt16 mask, ViUInt32 size);
 ViStatus sessionFlush(Session& s, ViUInt16 mask);
 ViStatus sessionBufWrite(Session& s, const ViByte* buf, size_t count, size_t* done);
 ViStatus sessionBufRead(Session& s, ViByte* buf, size_t count, size_t* done);
+// The formatted I/O buffers, for viPrintf and viScanf; the caller holds s.ioMutex.
+// Appends to the write buffer, sending (without END) whenever it fills.
+ViStatus bufferWriteLocked(Session& s, const ViByte* buf, size_t count, size_t* done);
+ViStatus flushWriteLocked(Session& s, bool withEnd);
+// Empties the read buffer; dropMessage also reads and drops the rest of an unfinished message.
+ViStatus flushReadLocked(Session& s, bool dropMessage);
+// Reads the next part of a message into the empty read buffer; the read's status.
+ViStatus fillReadLocked(Session& s);
+// Whether the last fill of the read buffer ended a message.
+bool readMessageEnded(const Session& s);
 ViStatus sessionReadToFile(Session& s, const char* file, ViUInt32 count, ViUInt32* done);
 ViStatus sessionWriteFromFile(Session& s, const char* file, ViUInt32 count, ViUInt32* done);
 

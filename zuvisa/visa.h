@@ -3,6 +3,8 @@
 #ifndef ZUVISA_VISA_H
 #define ZUVISA_VISA_H
 
+#include <stdarg.h>
+
 #include "visatype.h"
 
 #define VI_SPEC_VERSION 0x00500800UL
@@ -38,6 +40,7 @@ typedef ViJobId* ViPJobId;
 typedef ViUInt32 ViAccessMode;
 typedef ViAccessMode* ViPAccessMode;
 typedef ViUInt32 ViEventFilter;
+typedef va_list ViVAList;
 
 typedef ViStatus (_VI_FUNCH _VI_PTR ViHndlr)(ViSession vi, ViEventType eventType, ViEvent event,
                                             ViAddr userHandle);
@@ -101,6 +104,19 @@ ViStatus _VI_FUNC viSetBuf(ViSession vi, ViUInt16 mask, ViUInt32 size);
 ViStatus _VI_FUNC viFlush(ViSession vi, ViUInt16 mask);
 ViStatus _VI_FUNC viBufWrite(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPUInt32 retCnt);
 ViStatus _VI_FUNC viBufRead(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retCnt);
+
+/* Formatted I/O */
+ViStatus _VI_FUNCC viPrintf(ViSession vi, ViConstString writeFmt, ...);
+ViStatus _VI_FUNC viVPrintf(ViSession vi, ViConstString writeFmt, ViVAList params);
+ViStatus _VI_FUNCC viSPrintf(ViSession vi, ViPBuf buf, ViConstString writeFmt, ...);
+ViStatus _VI_FUNC viVSPrintf(ViSession vi, ViPBuf buf, ViConstString writeFmt, ViVAList parms);
+ViStatus _VI_FUNCC viScanf(ViSession vi, ViConstString readFmt, ...);
+ViStatus _VI_FUNC viVScanf(ViSession vi, ViConstString readFmt, ViVAList params);
+ViStatus _VI_FUNCC viSScanf(ViSession vi, ViConstBuf buf, ViConstString readFmt, ...);
+ViStatus _VI_FUNC viVSScanf(ViSession vi, ViConstBuf buf, ViConstString readFmt, ViVAList parms);
+ViStatus _VI_FUNCC viQueryf(ViSession vi, ViConstString writeFmt, ViConstString readFmt, ...);
+ViStatus _VI_FUNC viVQueryf(ViSession vi, ViConstString writeFmt, ViConstString readFmt,
+                            ViVAList params);
 
 /* Interface-specific operations */
 ViStatus _VI_FUNC viVxiCommandQuery(ViSession vi, ViUInt16 mode, ViUInt32 cmd,

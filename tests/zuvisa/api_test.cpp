@@ -39,13 +39,13 @@ TEST_F(Api, FindRegularExpressionsAndAttributeClauses) {
     } cases[] = {
         {"GPIB?*INSTR", {"GPIB0::5::INSTR", "GPIB0::6::INSTR", "GPIB1::7::INSTR"}},
         {"?*SOCKET", {"TCPIP0::10.0.0.5::5025::SOCKET"}},
-        {"(USB|TCPIP)?*INSTR", {"TCPIP0::10.0.0.5::inst0::INSTR", "USB0::0x1234::0x5678::SN01::INSTR"}},
+        {"(USB|TCPIP)?*INSTR", {"TCPIP0::10.0.0.5::inst0::INSTR", "USB0::0x1234::0x5678::SN01::0::INSTR"}},
         {"GPIB?*{VI_ATTR_INTF_NUM == 1}", {"GPIB1::7::INSTR"}},
         {"?*{VI_ATTR_GPIB_PRIMARY_ADDR > 5 && VI_ATTR_GPIB_PRIMARY_ADDR < 8}", {"GPIB0::6::INSTR", "GPIB1::7::INSTR"}},
-        {"?*{VI_ATTR_MANF_NAME == \"acme?*\"}", {"USB0::0x1234::0x5678::SN01::INSTR"}},
+        {"?*{VI_ATTR_MANF_NAME == \"acme?*\"}", {"USB0::0x1234::0x5678::SN01::0::INSTR"}},
         {"?*{VI_ATTR_INTF_INST_NAME == \"Bench GPIB?*\"}", {"GPIB0::6::INSTR"}},
         {"?*{VI_ATTR_TCPIP_PORT == 5025 || VI_ATTR_USB_SERIAL_NUM == \"SN01\"}",
-         {"TCPIP0::10.0.0.5::5025::SOCKET", "USB0::0x1234::0x5678::SN01::INSTR"}},
+         {"TCPIP0::10.0.0.5::5025::SOCKET", "USB0::0x1234::0x5678::SN01::0::INSTR"}},
     };
     for (const Case& c : cases) EXPECT_EQ(find(rm, c.expr), c.names) << c.expr;
 }
@@ -186,13 +186,15 @@ TEST_F(Api, ResourceManagerAttributes) {
 
 TEST_F(Api, SessionAttributesKeepTheirWidthAndRules) {
     ViSession vi = open("GPIB0::5::INSTR");
-    // A set masks to the attribute's width, as 32-bit clients pass garbage above it.
-    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_TMO_VALUE, 0xABCD000000001234ull), VI_SUCCESS);
+    // A get writes exactly the attribute's width; a set of a value wider than it is refused.
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_TMO_VALUE, 0xABCD000000001234ull), VI_ERROR_NSUP_ATTR_STATE);
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_TMO_VALUE, 0x1234), VI_SUCCESS);
     ViUInt64 wide = 0xEEEEEEEEEEEEEEEEull;
     EXPECT_EQ(viGetAttribute(vi, VI_ATTR_TMO_VALUE, &wide), VI_SUCCESS);
     EXPECT_EQ(wide, 0xEEEEEEEE00001234ull);  // only four bytes written
     wide = 0xEEEEEEEEEEEEEEEEull;
-    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_TERMCHAR, 0x10D), VI_SUCCESS);
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_TERMCHAR, 0x10D), VI_ERROR_NSUP_ATTR_STATE);
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_TERMCHAR, 0x0D), VI_SUCCESS);
     EXPECT_EQ(viGetAttribute(vi, VI_ATTR_TERMCHAR, &wide), VI_SUCCESS);
     EXPECT_EQ(wide, 0xEEEEEEEEEEEEEE0Dull);
 
@@ -203,7 +205,7 @@ TEST_F(Api, SessionAttributesKeepTheirWidthAndRules) {
     } cases[] = {
         {VI_ATTR_TERMCHAR_EN, VI_TRUE, VI_SUCCESS},
         {VI_ATTR_TERMCHAR_EN, 2, VI_ERROR_NSUP_ATTR_STATE},
-        {VI_ATTR_SEND_END_EN, 0x10000 | VI_TRUE, VI_SUCCESS},  // masked to 16 bits first
+        {VI_ATTR_SEND_END_EN, 0x10000 | VI_TRUE, VI_ERROR_NSUP_ATTR_STATE},  // never masked
         {VI_ATTR_MAX_QUEUE_LENGTH, 0, VI_ERROR_NSUP_ATTR_STATE},
         {VI_ATTR_IO_PROT, 9, VI_ERROR_NSUP_ATTR_STATE},
         {VI_ATTR_RD_BUF_OPER_MODE, VI_FLUSH_WHEN_FULL, VI_ERROR_NSUP_ATTR_STATE},

@@ -35,6 +35,28 @@ TEST(Attributes, NarrowMasksToWidthAndSignedTypesExtend) {
     EXPECT_EQ(attrSigned(AttrType::U16, 0xFFFF), 0xFFFF);
 }
 
+TEST(Attributes, ValuesFitTheWidthOrAreRefused) {
+    struct Case {
+        AttrType type;
+        ViAttrState value;
+        bool fits;
+    } cases[] = {
+        {AttrType::U8, 0xFF, true},          {AttrType::U8, 0x1FF, false},
+        {AttrType::U16, 0xFFFF, true},       {AttrType::U16, 0x10000, false},
+        {AttrType::Bool, 1, true},           {AttrType::Bool, 0x10001, false},
+        {AttrType::I16, 0xFFFF, true},       {AttrType::I16, static_cast<ViAttrState>(-32768), true},
+        {AttrType::I16, static_cast<ViAttrState>(-32769), false}, {AttrType::I16, 0x10000, false},
+        {AttrType::U32, 0xFFFFFFFF, true},   {AttrType::U32, 0x100000000ull, false},
+        {AttrType::U32, static_cast<ViAttrState>(-1), false},
+        {AttrType::I32, static_cast<ViAttrState>(INT32_MIN), true},
+        {AttrType::I32, static_cast<ViAttrState>(static_cast<int64_t>(INT32_MIN) - 1), false},
+        {AttrType::U64, ~0ull, true},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(fitsAttr(c.type, c.value), c.fits) << static_cast<int>(c.type) << " 0x" << std::hex << c.value;
+    }
+}
+
 TEST(Attributes, TextIsCutAt255Characters) {
     char buf[300];
     storeAttr(AttrType::Text, 0, std::string(280, 'x'), buf);

@@ -157,6 +157,35 @@ TEST_F(Io, BufferedWriteAndRead) {
     EXPECT_EQ(viSetBuf(vi, VI_IO_IN_BUF | VI_WRITE_BUF, 100), VI_SUCCESS);
 }
 
+TEST_F(Io, ValuesOutOfRangeAreRefusedAndChangeNothing) {
+    ViSession vi = open("GPIB0::5::INSTR");
+    struct Case {
+        ViAttr attr;
+        ViAttrState value;
+    } cases[] = {
+        {VI_ATTR_TMO_VALUE, 0x100000000ull},     // would become 0, an immediate timeout
+        {VI_ATTR_TERMCHAR, 0x1FF},               // would become 0xFF
+        {VI_ATTR_TERMCHAR_EN, 0x10001},          // would become VI_TRUE
+        {VI_ATTR_SEND_END_EN, 2},
+        {VI_ATTR_IO_PROT, 0x10001},
+        {VI_ATTR_MAX_QUEUE_LENGTH, 0x100000001ull},
+        {VI_ATTR_USER_DATA_32, 0x100000000ull},
+        {VI_ATTR_RD_BUF_OPER_MODE, 0x10001},
+    };
+    for (const Case& c : cases) {
+        ViAttrState before = 0, after = 0;
+        ASSERT_EQ(viGetAttribute(vi, c.attr, &before), VI_SUCCESS);
+        EXPECT_EQ(viSetAttribute(vi, c.attr, c.value), VI_ERROR_NSUP_ATTR_STATE) << std::hex << c.attr;
+        ASSERT_EQ(viGetAttribute(vi, c.attr, &after), VI_SUCCESS);
+        EXPECT_EQ(after, before) << std::hex << c.attr;
+    }
+    EXPECT_EQ(viSetAttribute(rm, VI_ATTR_TMO_VALUE, 0x1FFFFFFFFull), VI_ERROR_NSUP_ATTR_STATE);
+    // The widest values that fit still do.
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_TMO_VALUE, VI_TMO_INFINITE), VI_SUCCESS);
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_TERMCHAR, 0xFF), VI_SUCCESS);
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_USER_DATA_64, ~0ull), VI_SUCCESS);
+}
+
 TEST_F(Io, BufferedWriteFlushesOnAccessWhenAsked) {
     ViSession vi = open("GPIB0::5::INSTR");
     ASSERT_EQ(viSetAttribute(vi, VI_ATTR_WR_BUF_OPER_MODE, VI_FLUSH_ON_ACCESS), VI_SUCCESS);

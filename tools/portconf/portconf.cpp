@@ -25,7 +25,12 @@ const char kUsage[] =
     "  bench on|off             load the bundled demo bench or not\n"
     "  alias NAME RESOURCE      name a resource\n"
     "  unalias NAME             remove an alias\n"
-    "  list [EXPRESSION]        resources the library finds (default ?*)\n";
+    "  list [EXPRESSION]        resources the library finds (default ?*)\n"
+    "  save-attrs RESOURCE ATTR=VALUE...\n"
+    "                           store attribute values that sessions opened with\n"
+    "                           VI_LOAD_CONFIG start with (VALUE: a number or a name\n"
+    "                           such as VI_TRUE or VI_FLUSH_ON_ACCESS)\n"
+    "  clear-attrs RESOURCE [ATTR...]  forget stored values (all, or those named)\n";
 
 struct IniDeleter {
     void operator()(IniTextRecord* ini) const { Ini_Dispose(ini); }
@@ -101,6 +106,12 @@ int show(const std::string& given, std::string* out, std::string* err) {
     *out += std::string("demo bench: ") + (bench ? "on" : "off") + "\n";
     *out += "aliases:\n";
     for (const auto& [a, r] : c.aliases) *out += "  " + a + " = " + r + "\n";
+    *out += "stored attributes (VI_LOAD_CONFIG):\n";
+    for (const auto& [section, items] : c.sections) {
+        zuvisa::ResourceName n;
+        if (zuvisa::parseResourceName(section, &n) != VI_SUCCESS) continue;
+        for (const auto& [attr, value] : items) *out += "  " + section + ": " + attr + " = " + value + "\n";
+    }
     return 0;
 }
 
@@ -139,6 +150,52 @@ int list(const std::string& given, const std::string& expr, std::string* out, st
     }
     viClose(rm);
     return rc;
+}
+
+// The section that holds a resource's stored attributes: an existing one that names the same
+// resource, else one named by its full name.
+std::string resourceSection(IniText ini, const zuvisa::ResourceName& name) {
+    int n = Ini_NumberOfSections(ini);
+    for (int i = 1; i <= n; ++i) {
+        char* section = nullptr;
+        zuvisa::ResourceName other;
+        if (Ini_NthSectionName(ini, i, &section) > 0 && section &&
+            zuvisa::parseResourceName(section, &other) == VI_SUCCESS && zuvisa::sameResource(other, name)) {
+            return section;
+        }
+    }
+    return name.canonical;
+}
+
+// Checks every ATTR=VALUE against the attribute model before anything is written.
+bool storeAttributes(IniText ini, const zuvisa::ResourceName& name, const std::vector<std::string>& items,
+                     std::string* err) {
+    uint32_t kind = zuvisa::kindOf(name.intfType, name.rsrcClass);
+    std::vector<std::pair<std::string, std::string>> checked;
+    for (const std::string& item : items) {
+        size_t eq = item.find('=');
+        std::string attr = item.substr(0, eq), value = eq == std::string::npos ? std::string() : item.substr(eq + 1);
+        const zuvisa::AttrDef* any = zuvisa::findAttrByName(attr);
+        const zuvisa::AttrDef* d = any ? zuvisa::findAttr(any->id, kind) : nullptr;
+        ViAttrState v = 0;
+        if (eq == std::string::npos || value.empty()) {
+            *err += item + ": expected ATTR=VALUE\n";
+        } else if (!d) {
+            *err += attr + ": not an attribute of " + name.canonical + "\n";
+        } else if (!d->writable || d->type == zuvisa::AttrType::Text) {
+            *err += attr + ": read-only\n";
+        } else if (!zuvisa::parseAttrValue(value, &v) || !zuvisa::fitsAttr(d->type, v) ||
+                   (d->accepts && !d->accepts(zuvisa::narrow(d->type, v)))) {
+            *err += attr + ": " + value + " is not a value it takes\n";
+        } else {
+            checked.emplace_back(d->name, value);
+            continue;
+        }
+        return false;
+    }
+    std::string section = resourceSection(ini, name);
+    for (const auto& [attr, value] : checked) Ini_PutString(ini, section.c_str(), attr.c_str(), value.c_str());
+    return true;
 }
 
 }  // namespace
@@ -207,6 +264,28 @@ int run(const std::vector<std::string>& argsIn, std::string* out, std::string* e
         if (!removed) {
             *err += args[1] + " is not listed\n";
             return 1;
+        }
+    } else if ((cmd == "save-attrs" && args.size() >= 3) || (cmd == "clear-attrs" && args.size() >= 2)) {
+        zuvisa::ResourceName name;
+        if (zuvisa::parseResourceName(args[1], &name) != VI_SUCCESS || !zuvisa::kindOf(name.intfType, name.rsrcClass)) {
+            *err += args[1] + ": not a resource name\n";
+            return 1;
+        }
+        std::vector<std::string> rest(args.begin() + 2, args.end());
+        if (cmd == "save-attrs") {
+            if (!storeAttributes(p, name, rest, err)) return 1;
+        } else {
+            std::string section = resourceSection(p, name);
+            if (rest.empty()) {
+                Ini_RemoveSection(p, section.c_str());
+            }
+            for (const std::string& attr : rest) {
+                const zuvisa::AttrDef* d = zuvisa::findAttrByName(attr);
+                if (!d || Ini_RemoveItem(p, section.c_str(), d->name) <= 0) {
+                    *err += attr + ": not stored for " + name.canonical + "\n";
+                    return 1;
+                }
+            }
         }
     } else if (cmd == "bench" && args.size() == 2 && (args[1] == "on" || args[1] == "off")) {
         Ini_PutBoolean(p, zuvisa::kSectionSimulation, zuvisa::kItemDemoBench, args[1] == "on");

@@ -114,3 +114,87 @@ TEST(Portconf, CreatesTheUserFileWhenNoneExists) {
 
 }  // namespace
 }  // namespace portconf
+
+namespace portconf {
+namespace {
+
+TEST(Portconf, SavedAttributesAreWhatSessionsOpenWithLoadConfig) {
+    TempConfig tc(TempConfig::withBench("", zuvisa::testing::testData("../../zuvisa/data/bench.yaml")));
+    std::string out, err;
+    ASSERT_EQ(run({"save-attrs", "GPIB::5::INSTR", "VI_ATTR_TMO_VALUE=5000", "VI_ATTR_TERMCHAR_EN=VI_TRUE",
+                   "vi_attr_termchar=0x0D", "VI_ATTR_WR_BUF_OPER_MODE=VI_FLUSH_ON_ACCESS"},
+                  &out, &err),
+              0)
+        << err;
+    // Another spelling of the same resource goes to the same section.
+    ASSERT_EQ(run({"save-attrs", "GPIB0::5::INSTR", "VI_ATTR_TMO_VALUE=7000"}, &out, &err), 0) << err;
+    EXPECT_NE(fileText(tc.path()).find("[GPIB0::5::INSTR]"), std::string::npos) << fileText(tc.path());
+    out.clear();
+    ASSERT_EQ(run({"show"}, &out, &err), 0);
+    EXPECT_NE(out.find("GPIB0::5::INSTR: VI_ATTR_TERMCHAR = 0x0D"), std::string::npos) << out;
+
+    struct Bad {
+        std::vector<std::string> args;
+        const char* says;
+    } bad[] = {
+        {{"save-attrs", "GPIB0::5::INSTR", "VI_ATTR_TMO_VALUE=0x100000000"}, "not a value it takes"},
+        {{"save-attrs", "GPIB0::5::INSTR", "VI_ATTR_TERMCHAR_EN=2"}, "not a value it takes"},
+        {{"save-attrs", "GPIB0::5::INSTR", "VI_ATTR_ASRL_BAUD=9600"}, "not an attribute of"},
+        {{"save-attrs", "GPIB0::5::INSTR", "VI_ATTR_INTF_NUM=1"}, "read-only"},
+        {{"save-attrs", "GPIB0::5::INSTR", "VI_ATTR_TMO_VALUE"}, "expected ATTR=VALUE"},
+        {{"save-attrs", "GPIB0::5::INSTR", "VI_ATTR_TMO_VALUE=soon"}, "not a value it takes"},
+        {{"save-attrs", "NOT A NAME", "VI_ATTR_TMO_VALUE=1"}, "not a resource name"},
+        {{"clear-attrs", "GPIB0::5::INSTR", "VI_ATTR_SEND_END_EN"}, "not stored"},
+    };
+    std::string before = fileText(tc.path());
+    for (const Bad& b : bad) {
+        err.clear();
+        EXPECT_EQ(run(b.args, &out, &err), 1) << b.args.back();
+        EXPECT_NE(err.find(b.says), std::string::npos) << err;
+    }
+    EXPECT_EQ(fileText(tc.path()), before);  // nothing written by a refused command
+
+    ViSession rm = 0, vi = 0;
+    ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS);
+    ViUInt32 tmo = 0;
+    ViUInt8 term = 0;
+    ViUInt16 mode = 0;
+    ASSERT_EQ(viOpen(rm, "GPIB0::5::INSTR", VI_LOAD_CONFIG, 0, &vi), VI_SUCCESS);
+    viGetAttribute(vi, VI_ATTR_TMO_VALUE, &tmo);
+    viGetAttribute(vi, VI_ATTR_TERMCHAR, &term);
+    viGetAttribute(vi, VI_ATTR_WR_BUF_OPER_MODE, &mode);
+    EXPECT_EQ(tmo, 7000u);
+    EXPECT_EQ(term, 0x0D);
+    EXPECT_EQ(mode, VI_FLUSH_ON_ACCESS);
+    viClose(vi);
+    // Without VI_LOAD_CONFIG the defaults hold; a resource with nothing stored opens as ever.
+    ASSERT_EQ(viOpen(rm, "GPIB0::5::INSTR", VI_NULL, 0, &vi), VI_SUCCESS);
+    viGetAttribute(vi, VI_ATTR_TMO_VALUE, &tmo);
+    EXPECT_EQ(tmo, 2000u);
+    viClose(vi);
+    EXPECT_EQ(viOpen(rm, "GPIB0::6::INSTR", VI_LOAD_CONFIG, 0, &vi), VI_SUCCESS);
+    viClose(rm);
+
+    ASSERT_EQ(run({"clear-attrs", "GPIB0::5::INSTR", "VI_ATTR_TMO_VALUE"}, &out, &err), 0) << err;
+    ASSERT_EQ(run({"clear-attrs", "GPIB0::5::INSTR"}, &out, &err), 0) << err;
+    EXPECT_EQ(fileText(tc.path()).find("GPIB0::5::INSTR]"), std::string::npos);
+}
+
+TEST(Portconf, AStoredValueThatDoesNotFitWarnsAndTheRestApplies) {
+    TempConfig tc(TempConfig::withBench("\n[GPIB0::5::INSTR]\nVI_ATTR_TMO_VALUE = 4294967296\n"
+                                        "VI_ATTR_BOGUS = 1\nVI_ATTR_TERMCHAR = 13\n",
+                                        zuvisa::testing::testData("../../zuvisa/data/bench.yaml")));
+    ViSession rm = 0, vi = 0;
+    ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS);
+    EXPECT_EQ(viOpen(rm, "GPIB0::5::INSTR", VI_LOAD_CONFIG, 0, &vi), VI_WARN_CONFIG_NLOADED);
+    ViUInt32 tmo = 0;
+    ViUInt8 term = 0;
+    viGetAttribute(vi, VI_ATTR_TMO_VALUE, &tmo);
+    viGetAttribute(vi, VI_ATTR_TERMCHAR, &term);
+    EXPECT_EQ(tmo, 2000u);
+    EXPECT_EQ(term, 13);
+    viClose(rm);
+}
+
+}  // namespace
+}  // namespace portconf

@@ -1,6 +1,6 @@
 """PyVISA, as Debian ships it, drives libzuvisa.so the way an independent client does.
 
-Usage: pyvisa_interop.py <path of libzuvisa.so> <device file>
+Usage: pyvisa_interop.py <path of libzuvisa.so> <device file> <device file in the published format>
 Prints one line per check and 'N passed, N failed' at the end; exits non-zero on a failure.
 """
 import os
@@ -28,13 +28,54 @@ def check(name, condition, detail=""):
         print("FAIL " + name + (": " + str(detail) if detail else ""))
 
 
+def formatted_io(rm, session):
+    """The variadic formatted I/O of the library as a C caller reaches it (through ctypes)."""
+    import ctypes
+    lib = rm.visalib.lib
+    buf = ctypes.create_string_buffer(64)
+    st = lib.viSPrintf(session, buf, b"%d|%-4s|%.2f|%,3hd", ctypes.c_int(42), b"ab", ctypes.c_double(2.5),
+                       (ctypes.c_short * 3)(1, -2, 3))
+    check("viSPrintf formats its arguments", st == 0 and buf.value == b"42|ab  |2.50|1,-2,3", (st, buf.value))
+    number, real, word = ctypes.c_int32(0), ctypes.c_double(0), ctypes.create_string_buffer(16)
+    st = lib.viSScanf(session, b"-17 3.25e1 word", b"%d %lf %s", ctypes.byref(number), ctypes.byref(real), word)
+    check("viSScanf scans into its arguments", st == 0 and (number.value, real.value, word.value) == (-17, 32.5, b"word"),
+          (st, number.value, real.value, word.value))
+    st = lib.viQueryf(session, b"%s\n", b"%t", b"*IDN?", buf)
+    check("viQueryf talks to the instrument", st == 0 and buf.value == b"ZU,METER,1,1.0\n", (st, buf.value))
+
+
+def published_format(rm):
+    """A device file with channels and random values, through the names a client expects."""
+    names = rm.list_resources()
+    check("lists short names under their full names",
+          "USB0::0x1111::0x2222::0x1234::0::INSTR" in names and "TCPIP0::localhost:1111::inst0::INSTR" in names, names)
+    supply = rm.open_resource("USB::0x1111::0x2222::0x1234::INSTR", read_termination="\n", write_termination="\n")
+    check("opens a short name", supply.resource_name == "USB0::0x1111::0x2222::0x1234::0::INSTR", supply.resource_name)
+    supply.write("I 2")
+    check("sets the selected channel", supply.query("VOLT 3.00") == "OK" and supply.query("VOLT?") == "3.00")
+    supply.write("I 1")
+    check("another channel keeps its own value", supply.query("VOLT?") == "1.00")
+    check("addresses a channel by its id", supply.query("SENS:B:RANG?") == "10")
+    values = supply.query_ascii_values(":READ?")
+    check("reads random values", len(values) == 3 and all(0 <= v <= 4.55 for v in values), values)
+    noise = float(supply.query("NOISE?"))
+    check("reads a random property", 1 <= noise <= 2, noise)
+    check("answers an unknown command with the error", supply.query("FOO") == "ERROR")
+    check("queues the error", supply.query("SYST:ERR?") == "-100, Command error")
+    check("sets the event status register", supply.query("*ESR?") == "32")
+    supply.close()
+    lan = rm.open_resource("TCPIP::localhost:1111::INSTR", read_termination="\n", write_termination="\n")
+    check("opens a LAN name with a port", lan.query("*IDN?") == "ZU,SUPPLY,0,1.0")
+    lan.close()
+
+
 def main():
-    library, bench = sys.argv[1], sys.argv[2]
+    library, bench, compat = sys.argv[1], sys.argv[2], sys.argv[3]
     folder = tempfile.mkdtemp(prefix="zuvisa-interop-")
     config = os.path.join(folder, "zuvisa.ini")
     with open(config, "w") as f:
-        f.write('[Bridgelets]\nsim = True\n\n[Simulation]\nBench = "%s"\n\n'
-                '[Aliases]\nmeter = "GPIB0::5::INSTR"\n' % bench)
+        f.write('[Bridgelets]\nsim = True\n\n[Simulation]\nBench = "%s"\nCompat = "%s"\n\n'
+                '[Aliases]\nmeter = "GPIB0::5::INSTR"\n' % (bench, compat))
     os.environ["ZUVISA_CONFIG"] = config
 
     # A configuration that does not load completely is a failure here, not a warning.
@@ -44,7 +85,7 @@ def main():
     check("resource manager reports the house manufacturer", manf == 0x0E5A, hex(manf))
 
     names = rm.list_resources()
-    check("lists the instruments", "GPIB0::5::INSTR" in names and "USB0::0x1234::0x5678::SN01::INSTR" in names, names)
+    check("lists the instruments", "GPIB0::5::INSTR" in names and "USB0::0x1234::0x5678::SN01::0::INSTR" in names, names)
     check("lists by expression", rm.list_resources("?*SOCKET") == ("TCPIP0::10.0.0.5::5025::SOCKET",))
     check("lists nothing for an unknown kind", rm.list_resources("VXI?*") == ())
     info = rm.resource_info("meter")
@@ -129,6 +170,9 @@ def main():
     sock = rm.open_resource("TCPIP0::10.0.0.5::5025::SOCKET", read_termination="\n")
     check("talks to a socket", sock.query("PING") == "PONG")
     sock.close()
+
+    published_format(rm)
+    formatted_io(rm, meter.session)
 
     meter.close()
     other.close()

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "zuvisa/bridgelets/sim/simdevice.h"
 #include "zuvisa/status.h"
 
 namespace zuvisa::sim {
@@ -153,13 +154,34 @@ long long named(const Named (&table)[N], const YAML::Node& n, const std::string&
     return found->value;
 }
 
+// A response's RANDOM and BYTES forms are checked when the file loads, not when the device
+// first answers with them.
+void response(const std::string& text, const std::string& where) {
+    std::string why;
+    if (!checkResponse(text, &why)) fail(where + ": " + why);
+}
+
 QueryResponse pair(const YAML::Node& n, const std::string& where) {
     requireMap(n, where);
     QueryResponse qr;
     bool hasQ = false;
     qr.q = optionalScalar(n, "q", where, &hasQ);
     if (!hasQ || qr.q.empty()) fail(where + ": needs a non-empty q");
+    if (qr.q.find("BYTES(") != std::string::npos) {
+        // Raw bytes in a query are matched as they arrive.
+        std::mt19937 rng(0);
+        std::string why, raw;
+        if (qr.q.find("RANDOM(") != std::string::npos || !checkResponse(qr.q, &why) || !expandResponse(qr.q, rng, &raw)) {
+            fail(where + ".q: " + (why.empty() ? std::string("RANDOM has no place in a query") : why));
+        }
+        qr.q = raw;
+    }
     qr.r = optionalScalar(n, "r", where, &qr.hasResponse);
+    if (qr.r == kNullResponse) {
+        qr.hasResponse = false;
+        qr.r.clear();
+    }
+    response(qr.r, where + ".r");
     return qr;
 }
 
@@ -213,6 +235,7 @@ std::vector<PropertyDef> properties(const YAML::Node& n, const std::string& wher
         if (YAML::Node st = body["setter"]; st.IsDefined()) {
             p.setter = pair(st, at + ".setter");
             p.setterError = optionalScalar(st, "e", at + ".setter", &p.hasSetterError);
+            response(p.setterError, at + ".setter.e");
             p.hasSetter = true;
         }
         p.specs = specs(body["specs"], at + ".specs");
@@ -225,7 +248,8 @@ void errors(const YAML::Node& n, DeviceDef& d, const std::string& where) {
     if (!n.IsDefined() || n.IsNull()) return;
     if (n.IsScalar()) {
         d.commandError = scalar(n, where);
-        d.hasCommandError = true;
+        d.hasCommandError = d.commandError != kNullResponse;
+        response(d.commandError, where);
         return;
     }
     requireMap(n, where);
@@ -233,6 +257,11 @@ void errors(const YAML::Node& n, DeviceDef& d, const std::string& where) {
         requireMap(r, where + ".response");
         d.commandError = optionalScalar(r, "command_error", where + ".response", &d.hasCommandError);
         d.queryError = optionalScalar(r, "query_error", where + ".response", &d.hasQueryError);
+        // null_response: the error is recorded, but nothing is answered.
+        if (d.commandError == kNullResponse) d.hasCommandError = false;
+        if (d.queryError == kNullResponse) d.hasQueryError = false;
+        response(d.commandError, where + ".response.command_error");
+        response(d.queryError, where + ".response.query_error");
     }
     if (YAML::Node regs = n["status_register"]; regs.IsDefined()) {
         requireSeq(regs, where + ".status_register");
@@ -329,6 +358,7 @@ std::vector<ActionDef> actions(const YAML::Node& n, const std::string& where) {
         }
         if (YAML::Node e = body["esr"]; e.IsDefined()) a.esr = static_cast<int>(unsignedNumber(e, at + ".esr", 255));
         a.send = optionalScalar(body, "send", at, &a.hasSend);
+        response(a.send, at + ".send");
         if (!a.raise && a.esr < 0 && !a.hasSend) fail(at + ": does nothing (raise, esr or send)");
         out.push_back(std::move(a));
     }
@@ -548,6 +578,7 @@ DeviceDef device(const std::string& name, const YAML::Node& n, const std::string
     if (YAML::Node t = n["trigger"]; t.IsDefined()) {
         requireMap(t, where + ".trigger");
         d.triggerResponse = optionalScalar(t, "r", where + ".trigger", &d.hasTriggerResponse);
+        response(d.triggerResponse, where + ".trigger.r");
     }
     if (YAML::Node sb = n["status_byte"]; sb.IsDefined()) {
         long v = integer(sb, where + ".status_byte");
@@ -611,7 +642,7 @@ void parseInto(std::string_view text, const std::string& baseDir, int depth, Dev
     requireMap(root, "file");
     if (YAML::Node spec = root["spec"]; spec.IsDefined()) {
         std::string v = scalar(spec, "spec");
-        if (v.empty() || v[0] != '1') fail("spec: version " + v + " is not supported");
+        if (v != "1" && v.rfind("1.", 0) != 0) fail("spec: version " + v + " is not supported");
     }
     if (YAML::Node devs = root["devices"]; devs.IsDefined() && !devs.IsNull()) {
         requireMap(devs, "devices");

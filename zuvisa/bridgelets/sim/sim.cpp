@@ -23,7 +23,7 @@ bool attributeValue(const std::string& name, const std::string& text, std::vecto
     char* end = nullptr;
     errno = 0;
     long long v = strtoll(text.c_str(), &end, 0);
-    if (text.empty() || *end || errno) return false;
+    if (text.empty() || *end || errno || !fitsAttr(d->type, static_cast<ViAttrState>(v))) return false;
     numbers.emplace_back(d->id, static_cast<ViAttrState>(v));
     return true;
 }
@@ -85,6 +85,17 @@ constexpr ViAttr kBarSize32[] = {VI_ATTR_PXI_MEM_SIZE_BAR0_32, VI_ATTR_PXI_MEM_S
 constexpr ViAttr kBarSize64[] = {VI_ATTR_PXI_MEM_SIZE_BAR0_64, VI_ATTR_PXI_MEM_SIZE_BAR1_64, VI_ATTR_PXI_MEM_SIZE_BAR2_64,
                                  VI_ATTR_PXI_MEM_SIZE_BAR3_64, VI_ATTR_PXI_MEM_SIZE_BAR4_64, VI_ATTR_PXI_MEM_SIZE_BAR5_64};
 
+// The name a resource is listed under, whatever short form its file writes: a USB name carries
+// its interface number, as clients expect to find it.
+ResourceName listedName(const ResourceName& n) {
+    if (n.intfType != VI_INTF_USB || n.usbInterface >= 0) return n;
+    char full[kMaxResourceName + 32];
+    snprintf(full, sizeof full, "USB%u::0x%04X::0x%04X::%s::0::%s", n.board, n.usbManf, n.usbModel,
+             n.usbSerial.c_str(), n.rsrcClass.c_str());
+    ResourceName out;
+    return parseResourceName(full, &out) == VI_SUCCESS ? out : n;
+}
+
 }  // namespace
 
 SimBridgelet::~SimBridgelet() { scheduler_.stop(); }
@@ -92,9 +103,9 @@ SimBridgelet::~SimBridgelet() { scheduler_.stop(); }
 std::vector<std::string> SimBridgelet::addFile(const DeviceFile& file) {
     std::vector<std::string> skipped;
     std::lock_guard<std::mutex> lock(m_);
-    auto known = [&](const std::string& canonical) {
+    auto known = [&](const ResourceName& name) {
         for (const SimResource& r : resources_) {
-            if (r.name.canonical == canonical) return true;
+            if (sameResource(r.name, name)) return true;
         }
         return false;
     };
@@ -127,7 +138,8 @@ std::vector<std::string> SimBridgelet::addFile(const DeviceFile& file) {
             skipped.push_back(r.name + ": not a valid resource name");
             continue;
         }
-        if (known(res.name.canonical)) {
+        res.name = listedName(res.name);
+        if (known(res.name)) {
             skipped.push_back(r.name + ": defined in an earlier file");
             continue;
         }
@@ -158,7 +170,7 @@ std::vector<std::string> SimBridgelet::addFile(const DeviceFile& file) {
         SimResource res;
         res.def.name = "GPIB" + std::to_string(i.parent) + "::" + std::to_string(i.address) + "::INSTR";
         res.def.device = i.controller;
-        if (parseResourceName(res.def.name, &res.name) != VI_SUCCESS || known(res.name.canonical)) continue;
+        if (parseResourceName(res.def.name, &res.name) != VI_SUCCESS || known(res.name)) continue;
         res.device = std::make_shared<const DeviceDef>(*d);
         res.faults = std::make_shared<FaultPlan>(std::vector<FaultDef>{});
         resources_.push_back(std::move(res));

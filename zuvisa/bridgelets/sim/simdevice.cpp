@@ -178,64 +178,159 @@ bool matchPattern(const std::string& pattern, const std::string& message, std::s
     return true;
 }
 
-bool expandResponse(const std::string& text, std::mt19937& rng, std::string* out) {
-    // BYTES(1, 2, 0x41): exactly these bytes.
-    if (text.rfind("BYTES(", 0) == 0 && text.size() >= 7 && text.back() == ')') {
-        std::string body = text.substr(6, text.size() - 7);
-        std::string bytes;
-        size_t pos = 0;
-        while (pos <= body.size()) {
-            size_t comma = body.find(',', pos);
-            std::string item = trim(body.substr(pos, comma == std::string::npos ? std::string::npos : comma - pos));
-            if (item.empty() && comma == std::string::npos && bytes.empty()) break;
+namespace {
+
+// The trimmed items of a comma-separated list.
+std::vector<std::string> commaList(const std::string& text) {
+    std::vector<std::string> items;
+    for (size_t p = 0;;) {
+        size_t c = text.find(',', p);
+        items.push_back(trim(text.substr(p, c == std::string::npos ? std::string::npos : c - p)));
+        if (c == std::string::npos) return items;
+        p = c + 1;
+    }
+}
+
+// RANDOM(min, max[, count]): the arguments; false with a reason when they are malformed.
+bool randomArgs(const std::string& args, double* lo, double* hi, long* count, std::string* why) {
+    std::vector<std::string> parts = commaList(args);
+    double n = 1;
+    if (parts.size() < 2 || parts.size() > 3) {
+        *why = "RANDOM needs min, max and a count";
+        return false;
+    }
+    if (!parseDouble(parts[0], lo) || !parseDouble(parts[1], hi) || !std::isfinite(*lo) || !std::isfinite(*hi)) {
+        *why = "RANDOM: min and max must be numbers";
+        return false;
+    }
+    if (*hi < *lo) {
+        *why = "RANDOM: min is above max";
+        return false;
+    }
+    if (parts.size() == 3 && (!parseDouble(parts[2], &n) || n < 1 || n > kMaxRandomCount || n != std::floor(n))) {
+        *why = "RANDOM: the count must be a whole number from 1 to " + std::to_string(kMaxRandomCount);
+        return false;
+    }
+    *count = static_cast<long>(n);
+    return true;
+}
+
+// Draws count values, each formatted by a replacement-field spec, joined by ", ".
+bool drawRandom(double lo, double hi, long count, const std::string& spec, std::mt19937& rng, std::string* out,
+                std::string* why) {
+    std::uniform_real_distribution<double> dist(lo, hi);
+    for (long k = 0; k < count; ++k) {
+        char buf[64];
+        snprintf(buf, sizeof buf, "%.12g", dist(rng));
+        std::string formatted = buf;
+        if (!spec.empty() && !formatValue(spec, buf, &formatted)) {
+            *why = "RANDOM: the field format {:" + spec + "} does not fit a number";
+            return false;
+        }
+        if (k) *out += ", ";
+        *out += formatted;
+    }
+    return true;
+}
+
+// BYTES(...): hexadecimal digit pairs (white space between them ignored), or, when the list has
+// commas, numbers from 0 to 255 each.
+bool bytesBody(const std::string& body, std::string* out, std::string* why) {
+    if (body.find(',') != std::string::npos) {
+        for (const std::string& item : commaList(body)) {
             char* end = nullptr;
             errno = 0;
             long v = strtol(item.c_str(), &end, 0);
-            if (item.empty() || *end || errno || v < 0 || v > 255) return false;
-            bytes.push_back(static_cast<char>(v));
-            if (comma == std::string::npos) break;
-            pos = comma + 1;
+            if (item.empty() || *end || errno || v < 0 || v > 255) {
+                *why = "BYTES: " + item + " is not a byte";
+                return false;
+            }
+            out->push_back(static_cast<char>(v));
         }
-        *out = bytes;
         return true;
     }
-    // RANDOM(min, max[, count]): uniformly drawn values, comma separated.
+    std::string digits;
+    for (char c : body) {
+        if (isspace(static_cast<unsigned char>(c))) continue;
+        if (!isxdigit(static_cast<unsigned char>(c))) {
+            *why = "BYTES: expected hexadecimal digits";
+            return false;
+        }
+        digits += c;
+    }
+    if (digits.size() % 2) {
+        *why = "BYTES: an odd number of hexadecimal digits";
+        return false;
+    }
+    for (size_t i = 0; i < digits.size(); i += 2) out->push_back(static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+    return true;
+}
+
+bool expand(const std::string& text, std::mt19937& rng, std::string* out, std::string* why) {
     std::string result;
     size_t pos = 0;
-    for (;;) {
-        size_t start = text.find("RANDOM(", pos);
-        if (start == std::string::npos) break;
-        size_t close = text.find(')', start);
-        if (close == std::string::npos) return false;
-        result += text.substr(pos, start - pos);
-        std::string args = text.substr(start + 7, close - start - 7);
-        std::vector<std::string> parts;
-        size_t p = 0;
-        for (;;) {
-            size_t c = args.find(',', p);
-            parts.push_back(trim(args.substr(p, c == std::string::npos ? std::string::npos : c - p)));
-            if (c == std::string::npos) break;
-            p = c + 1;
+    while (pos < text.size()) {
+        bool field = text.compare(pos, 8, "{RANDOM(") == 0;
+        bool bare = text.compare(pos, 7, "RANDOM(") == 0;
+        bool bytes = text.compare(pos, 6, "BYTES(") == 0;
+        if (!field && !bare && !bytes) {
+            result += text[pos++];
+            continue;
         }
-        double lo, hi, count = 1;
-        if (parts.size() < 2 || parts.size() > 3 || !parseDouble(parts[0], &lo) ||
-            !parseDouble(parts[1], &hi) || !std::isfinite(lo) || !std::isfinite(hi) || hi < lo) {
+        size_t open = pos + (field ? 8 : bare ? 7 : 6);
+        size_t close = text.find(')', open);
+        if (close == std::string::npos) {
+            *why = std::string(bytes ? "BYTES" : "RANDOM") + ": no closing parenthesis";
             return false;
         }
-        if (parts.size() == 3 && (!parseDouble(parts[2], &count) || count < 1 || count > kMaxRandomCount)) {
-            return false;
+        std::string args = text.substr(open, close - open);
+        if (bytes) {
+            if (args.empty()) {  // "BYTES()" stands for itself
+                result += "BYTES()";
+            } else if (!bytesBody(args, &result, why)) {
+                return false;
+            }
+            pos = close + 1;
+            continue;
         }
-        std::uniform_real_distribution<double> dist(lo, hi);
-        for (int k = 0; k < static_cast<int>(count); ++k) {
-            char buf[64];
-            snprintf(buf, sizeof buf, "%s%.6g", k ? "," : "", dist(rng));
-            result += buf;
-        }
+        double lo = 0, hi = 0;
+        long count = 1;
+        if (!randomArgs(args, &lo, &hi, &count, why)) return false;
+        std::string spec;
         pos = close + 1;
+        if (field) {
+            // {RANDOM(min, max, count):spec}
+            size_t end = text.find('}', pos);
+            if (end == std::string::npos || (end > pos && text[pos] != ':')) {
+                *why = "RANDOM: the field is not closed by }";
+                return false;
+            }
+            if (end > pos) spec = text.substr(pos + 1, end - pos - 1);
+            pos = end + 1;
+        }
+        if (!drawRandom(lo, hi, count, spec, rng, &result, why)) return false;
     }
-    result += text.substr(pos);
-    *out = result;
+    *out = std::move(result);
     return true;
+}
+
+}  // namespace
+
+bool expandResponse(const std::string& text, std::mt19937& rng, std::string* out) {
+    std::string why;
+    return expand(text, rng, out, &why);
+}
+
+bool checkResponse(const std::string& text, std::string* why) {
+    std::mt19937 rng(0);
+    std::string out;
+    return expand(text, rng, &out, why);
+}
+
+std::string expandRandomFields(const std::string& text, std::mt19937& rng) {
+    if (text.find("{RANDOM(") == std::string::npos) return text;
+    std::string out;
+    return expandResponse(text, rng, &out) ? out : text;
 }
 
 // ---- device ----------------------------------------------------------------------------------
@@ -383,7 +478,9 @@ Device::Answer Device::properties(const std::vector<PropertyDef>& defs,
     for (const PropertyDef& p : defs) {
         if (p.hasGetter && replaceAll(p.getter.q, "{ch_id}", chId) == command) {
             Answer a{true, std::nullopt};
-            if (p.getter.hasResponse) a.response = formatResponse(replaceAll(p.getter.r, "{ch_id}", chId), values[p.name]);
+            if (p.getter.hasResponse) {
+                a.response = formatResponse(expandRandomFields(replaceAll(p.getter.r, "{ch_id}", chId), rng_), values[p.name]);
+            }
             return a;
         }
     }
@@ -409,12 +506,15 @@ Device::Answer Device::properties(const std::vector<PropertyDef>& defs,
         }
         Answer a{true, std::nullopt};
         if (!ok) {
+            // The refusal is answered and queued both, as an unknown command is.
             recordError("command_error");
             if (p.hasSetterError) a.response = p.setterError;
             else if (def_->hasCommandError) a.response = def_->commandError;
+            if (a.response == kNullResponse) a.response.reset();
             return a;
         }
-        values[p.name] = value;
+        // Whole numbers are kept in one spelling, so that "02" selects channel 2.
+        values[p.name] = p.specs.type == Specs::Int ? std::to_string(n) : value;
         if (p.setter.hasResponse) a.response = p.setter.r;
         return a;
     }

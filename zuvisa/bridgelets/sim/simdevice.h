@@ -27,8 +27,16 @@ bool formatValue(const std::string& spec, const std::string& value, std::string*
 std::string formatResponse(const std::string& pattern, const std::string& value);
 // Matches a setter pattern such as "VOLT {:.3f}" against a message; *value gets the field text.
 bool matchPattern(const std::string& pattern, const std::string& message, std::string* value);
-// Expands BYTES(...) and RANDOM(...) in a response; false when their arguments are malformed.
+// Expands BYTES(...), RANDOM(...) and {RANDOM(...):spec} fields in a response; false when
+// their arguments are malformed.
 bool expandResponse(const std::string& text, std::mt19937& rng, std::string* out);
+// Whether a response's BYTES and RANDOM forms are well made; *why says what is wrong.
+bool checkResponse(const std::string& text, std::string* why);
+// Expands only {RANDOM(...)} fields (a getter's answer, before its value is put in).
+std::string expandRandomFields(const std::string& text, std::mt19937& rng);
+
+// The response text that stands for no response at all.
+inline constexpr char kNullResponse[] = "null_response";
 
 // Not a VISA event: tells the link of a serial port which bytes just arrived, so that it can
 // raise the character events its session asks for.

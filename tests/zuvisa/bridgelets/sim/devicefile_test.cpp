@@ -90,6 +90,7 @@ TEST(DeviceFile, RejectsWhatItCannotUse) {
     const char* bad[] = {
         "- a list",
         "spec: \"2.0\"\n",
+        "spec: \"10.1\"\n",
         "devices:\n  d:\n    dialogues:\n      - r: x\n",
         "devices:\n  d:\n    dialogues: {q: x}\n",
         "devices:\n  d:\n    properties:\n      p:\n        specs: {type: complex}\n",
@@ -112,6 +113,56 @@ TEST(DeviceFile, RejectsWhatItCannotUse) {
     std::string deep(200, '[');
     DeviceFile f;
     EXPECT_EQ(parseDeviceText("devices: " + deep, "", &f, nullptr), VI_ERROR_INV_SETUP);
+}
+
+TEST(DeviceFile, MalformedRandomAndBytesFormsAreLoadErrors) {
+    struct Case {
+        const char* r;
+        const char* reason;  // part of the reason given
+    } cases[] = {
+        {"{RANDOM(0, 1, 0):.2f}", "count"},        {"{RANDOM(0, 1, 2.5):.2f}", "count"},
+        {"{RANDOM(a, 1, 1)}", "numbers"},          {"{RANDOM(2, 1, 1)}", "min is above max"},
+        {"{RANDOM(1)}", "needs min, max"},         {"{RANDOM(0, 1, 1, 1)}", "needs min, max"},
+        {"{RANDOM(0, 1, 1):.2q}", "field format"}, {"{RANDOM(0, 1, 1)", "not closed"},
+        {"{RANDOM(0, 1, 1)x}", "not closed"},      {"RANDOM(0, 1", "parenthesis"},
+        {"BYTES(4)", "odd"},                        {"BYTES(zz)", "hexadecimal"},
+        {"BYTES(1, 300)", "not a byte"},
+    };
+    for (const Case& c : cases) {
+        std::string text = std::string("devices:\n  d:\n    dialogues:\n      - q: \"Q?\"\n        r: \"") + c.r + "\"\n";
+        DeviceFile f;
+        std::string why;
+        EXPECT_EQ(parseDeviceText(text, "", &f, &why), VI_ERROR_INV_SETUP) << c.r;
+        EXPECT_NE(why.find(c.reason), std::string::npos) << c.r << ": " << why;
+        EXPECT_NE(why.find("dialogues[0].r"), std::string::npos) << why;
+    }
+    // The same checks hold in getters, setter errors, error responses and triggers.
+    const char* places[] = {
+        "devices:\n  d:\n    properties:\n      p:\n        getter: {q: \"P?\", r: \"{RANDOM(1, 0, 1)}\"}\n",
+        "devices:\n  d:\n    properties:\n      p:\n        setter: {q: \"P {}\", e: \"BYTES(q)\"}\n",
+        "devices:\n  d:\n    error: {response: {command_error: \"RANDOM(1)\"}}\n",
+        "devices:\n  d:\n    trigger: {r: \"RANDOM(\"}\n",
+    };
+    for (const char* text : places) {
+        DeviceFile f;
+        EXPECT_EQ(parseDeviceText(text, "", &f, nullptr), VI_ERROR_INV_SETUP) << text;
+    }
+}
+
+TEST(DeviceFile, NullResponsesAnswerNothing) {
+    DeviceFile f;
+    EXPECT_EQ(parseDeviceText("spec: \"1.0\"\n", "", &f, nullptr), VI_SUCCESS);
+    std::string why;
+    ASSERT_EQ(parseDeviceText("devices:\n  d:\n    error: {response: {command_error: null_response, query_error: Q}}\n"
+                              "    dialogues:\n      - {q: \"A\", r: null_response}\n      - {q: \"BYTES(41 42)\", r: ok}\n",
+                              "", &f, &why),
+              VI_SUCCESS)
+        << why;
+    const DeviceDef& d = f.devices[0];
+    EXPECT_FALSE(d.hasCommandError);
+    EXPECT_TRUE(d.hasQueryError);
+    EXPECT_FALSE(d.dialogues[0].hasResponse);
+    EXPECT_EQ(d.dialogues[1].q, "AB");  // raw bytes in a query
 }
 
 // The hardware bench of the ZU-VISA tests uses every extension.

@@ -2,8 +2,12 @@
 // numbers and addresses a resource browser records, duplicates, mainframes and MXI links, and
 // interface names that say the resources are simulated.
 #include <chrono>
+#include <cstdio>
+#include <fstream>
 #include <map>
+#include <set>
 #include <thread>
+#include <vector>
 
 #include "simbench.h"
 
@@ -139,6 +143,122 @@ TEST_F(Topology, TimedActionsRunWhileTheResourceIsOpen) {
     listen(vi, VI_EVENT_PXI_INTR);
     EXPECT_EQ(wait(vi, VI_EVENT_PXI_INTR, &ctx), VI_SUCCESS);
     viClose(ctx);
+}
+
+}  // namespace
+}  // namespace zuvisa::testing
+
+namespace zuvisa::testing {
+namespace {
+
+// A device file written for the published format alone.
+class Compat : public SimBench {
+protected:
+    Compat() : SimBench("data/compat.yaml") {}
+};
+
+TEST_F(Compat, ShortNamesAreListedAndOpenedUnderTheirFullNames) {
+    ViFindList list = 0;
+    ViUInt32 count = 0;
+    char name[VI_FIND_BUFLEN];
+    ASSERT_EQ(viFindRsrc(rm, "?*INSTR", &list, &count, name), VI_SUCCESS);
+    std::set<std::string> names{name};
+    while (viFindNext(list, name) == VI_SUCCESS) names.insert(name);
+    EXPECT_EQ(names, (std::set<std::string>{"USB0::0x1111::0x2222::0x1234::0::INSTR", "TCPIP0::localhost::inst0::INSTR",
+                                            "TCPIP0::localhost:1111::inst0::INSTR", "GPIB0::8::INSTR"}));
+    struct Case {
+        const char* spelling;
+        const char* listed;
+    } cases[] = {
+        {"USB::0x1111::0x2222::0x1234::INSTR", "USB0::0x1111::0x2222::0x1234::0::INSTR"},
+        {"usb0::4369::8738::0x1234::0::instr", "USB0::0x1111::0x2222::0x1234::0::INSTR"},
+        {"TCPIP::LOCALHOST::INSTR", "TCPIP0::localhost::inst0::INSTR"},
+        {"TCPIP0::localhost::INST0::INSTR", "TCPIP0::localhost::inst0::INSTR"},
+        {"TCPIP::localhost:1111::INSTR", "TCPIP0::localhost:1111::inst0::INSTR"},
+        {"GPIB::8::INSTR", "GPIB0::8::INSTR"},
+        {"GPIB0::8::0::INSTR", "GPIB0::8::INSTR"},
+    };
+    for (const Case& c : cases) {
+        ViSession vi = open(c.spelling);
+        EXPECT_EQ(text(vi, VI_ATTR_RSRC_NAME), c.listed) << c.spelling;
+        EXPECT_EQ(query(vi, "*IDN?\n"), "ZU,SUPPLY,0,1.0\n") << c.spelling;
+        viClose(vi);
+    }
+    ViSession vi = 0;
+    EXPECT_EQ(viOpen(rm, "USB::0x1111::0x2222::0x1234::1::INSTR", VI_NULL, 0, &vi), VI_ERROR_RSRC_NFOUND);
+    EXPECT_EQ(viOpen(rm, "TCPIP::localhost:1112::INSTR", VI_NULL, 0, &vi), VI_ERROR_RSRC_NFOUND);
+}
+
+TEST_F(Compat, ChannelsRandomValuesAndErrors) {
+    ViSession vi = open("USB::0x1111::0x2222::0x1234::INSTR");
+    viSetAttribute(vi, VI_ATTR_TMO_VALUE, 100);
+    struct Step {
+        const char* message;
+        const char* answer;  // null: none
+    } steps[] = {
+        // The selection property picks the channel that the following queries address.
+        {"VOLT 5.00\n", "OK\n"},  {"VOLT?\n", "5.00\n"},  {"I 2\n", nullptr},        {"VOLT?\n", "1.00\n"},
+        {"VOLT 7.5\n", "OK\n"},   {"I?\n", "2\n"},        {"I 1\n", nullptr},        {"VOLT?\n", "5.00\n"},
+        {"I 02\n", nullptr},      {"VOLT?\n", "7.50\n"},
+        // Channels that cannot be selected carry their id in every command.
+        {"SENS:A:RANG 100\n", nullptr}, {"SENS:A:RANG?\n", "100\n"}, {"SENS:B:RANG?\n", "10\n"},
+        {"SENS:B:NAME?\n", "sense B\n"},
+        // A refusal and an unknown command answer the error and queue it, and set the register.
+        {"SENS:B:RANG 5\n", "RANGE ERROR\n"}, {"I 4\n", "ERROR\n"}, {"VOLT 99\n", "ERROR\n"}, {"FOO\n", "ERROR\n"},
+        {"I?\n", "2\n"},
+        {"*ESR?\n", "32\n"}, {"*ESR?\n", "0\n"},
+        {"SYST:ERR?\n", "-100, Command error\n"}, {"SYST:ERR?\n", "-100, Command error\n"},
+        {"SYST:ERR?\n", "-100, Command error\n"}, {"SYST:ERR?\n", "-100, Command error\n"},
+        {"SYST:ERR?\n", "0, No error\n"},
+        {"QUIET\n", nullptr},     {"RAW?\n", "#14DATA\n"},
+    };
+    for (const Step& s : steps) {
+        ASSERT_EQ(write(vi, s.message), VI_SUCCESS) << s.message;
+        ViStatus st = VI_SUCCESS;
+        std::string got = read(vi, &st);
+        if (s.answer) {
+            EXPECT_EQ(got, s.answer) << s.message;
+        } else {
+            EXPECT_EQ(st, VI_ERROR_TMO) << s.message << " answered " << got;
+        }
+    }
+    for (int round = 0; round < 5; ++round) {
+        std::string values = query(vi, ":READ?\n");
+        double a = -1, b = -1, c = -1;
+        ASSERT_EQ(sscanf(values.c_str(), "%lf, %lf, %lf", &a, &b, &c), 3) << values;
+        for (double v : {a, b, c}) {
+            EXPECT_GE(v, 0.0);
+            EXPECT_LE(v, 4.55);
+        }
+        EXPECT_EQ(values.size(), std::string("0.00000, 0.00000, 0.00000\n").size()) << values;
+        std::string noise = query(vi, "NOISE?\n");
+        EXPECT_EQ(noise.size(), 5u) << noise;
+        EXPECT_TRUE(noise >= "1.00" && noise <= "2.00\n") << noise;
+    }
+}
+
+TEST(CompatLoading, MalformedRandomFormsAreReportedAndTheFileSkipped) {
+    TempConfig tc("");
+    std::ofstream(tc.dir() + "/bad.yaml") << "spec: \"1.1\"\ndevices:\n  d:\n    dialogues:\n"
+                                             "      - {q: \"R?\", r: \"{RANDOM(0, 1, 0):.2f}\"}\n"
+                                             "resources:\n  GPIB0::9::INSTR: {device: d}\n";
+    std::ofstream(tc.path()) << "[Bridgelets]\nsim = True\n[Simulation]\nA = \"bad.yaml\"\nB = \""
+                             << testData("data/compat.yaml") << "\"\n";
+    static std::vector<std::string> lines;
+    lines.clear();
+    zuvisaSetLogSink([](void*, int, const char* line) { lines.emplace_back(line); }, nullptr, ZUVISA_LOG_WARNING);
+    ViSession rm = 0;
+    EXPECT_EQ(viOpenDefaultRM(&rm), VI_WARN_CONFIG_NLOADED);
+    ViSession vi = 0;
+    EXPECT_EQ(viOpen(rm, "GPIB0::9::INSTR", VI_NULL, 0, &vi), VI_ERROR_RSRC_NFOUND);
+    EXPECT_EQ(viOpen(rm, "GPIB0::8::INSTR", VI_NULL, 0, &vi), VI_SUCCESS);  // the other file counts
+    viClose(rm);
+    zuvisaSetLogSink(nullptr, nullptr, 0);
+    bool reported = false;
+    for (const std::string& line : lines) {
+        reported |= line.find("bad.yaml") != std::string::npos && line.find("RANDOM: the count") != std::string::npos;
+    }
+    EXPECT_TRUE(reported) << ::testing::PrintToString(lines);
 }
 
 }  // namespace

@@ -46,8 +46,21 @@ TEST(Format, SetterPatterns) {
 TEST(Format, BytesAndRandom) {
     std::mt19937 rng(1);
     std::string out;
-    ASSERT_TRUE(expandResponse("BYTES(0x23, 49, 0, 255)", rng, &out));
-    EXPECT_EQ(out, std::string("#1\0\xff", 4));
+    struct Case {
+        const char* text;
+        std::string out;
+    } bytes[] = {
+        {"BYTES(0x23, 49, 0, 255)", std::string("#1\0\xff", 4)},
+        {"BYTES(4c)", "L"},
+        {"BYTES(01)BYTES(02)", "\x01\x02"},
+        {"abBYTES(cd)ef", "ab\xcd" "ef"},
+        {"BYTES(aa 55 00)", std::string("\xaa\x55\0", 3)},
+        {"BYTES()", "BYTES()"},
+    };
+    for (const Case& c : bytes) {
+        ASSERT_TRUE(expandResponse(c.text, rng, &out)) << c.text;
+        EXPECT_EQ(out, c.out) << c.text;
+    }
     EXPECT_FALSE(expandResponse("BYTES(256)", rng, &out));
     EXPECT_FALSE(expandResponse("BYTES(x)", rng, &out));
     ASSERT_TRUE(expandResponse("V RANDOM(1, 2)", rng, &out));
@@ -56,6 +69,12 @@ TEST(Format, BytesAndRandom) {
     EXPECT_LE(v, 2.0);
     ASSERT_TRUE(expandResponse("RANDOM(0, 1, 3)", rng, &out));
     EXPECT_EQ(std::count(out.begin(), out.end(), ','), 2);
+    // In a replacement field each value takes the field's format; several are joined by ", ".
+    ASSERT_TRUE(expandResponse("<{RANDOM(0, 4.55, 4):.5f}>", rng, &out));
+    ASSERT_EQ(out.size(), 2 + 4 * 7 + 3 * 2u) << out;
+    EXPECT_EQ(out.substr(8, 2), ", ");
+    ASSERT_TRUE(expandResponse("{RANDOM(3, 3, 1)}", rng, &out));
+    EXPECT_EQ(out, "3");
     EXPECT_FALSE(expandResponse("RANDOM(2, 1)", rng, &out));
     EXPECT_FALSE(expandResponse("RANDOM(1)", rng, &out));
     EXPECT_FALSE(expandResponse("RANDOM(0, 1, 1e9)", rng, &out));
