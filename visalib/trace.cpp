@@ -25,6 +25,27 @@ namespace visatrace {
 namespace {
 
 // ---- The ring -------------------------------------------------------------------------------
+// Everything of a record but its buffers and the times made from its stamps.
+void copyValues(const VisaTraceRecord& from, VisaTraceRecord* to) {
+    to->sequence = from.sequence;
+    to->startStamp = from.startStamp;
+    to->endStamp = from.endStamp;
+    to->thread = from.thread;
+    to->function = from.function;
+    to->flags = from.flags;
+    to->status = from.status;
+    to->session = from.session;
+    to->handlerSequence = from.handlerSequence;
+    to->argCount = from.argCount;
+    to->outputsSet = from.outputsSet;
+    std::memcpy(to->args, from.args, sizeof from.args);
+    to->jobId = from.jobId;
+    to->completionStatus = from.completionStatus;
+    to->completionCount = from.completionCount;
+    to->dataLength = from.dataLength;
+    to->hasData = from.hasData;
+}
+
 // Records live in slots indexed by sequence modulo the capacity. A record is filled outside the
 // lock in a buffer of the recording thread and swapped into its slot, so the lock is held for a
 // few moves and the buffers of the record that falls off go back to that thread for reuse.
@@ -53,23 +74,7 @@ struct Ring {
         else slot->text.swap(record->text);
         if (record->data.empty()) slot->data.clear();
         else slot->data.swap(record->data);
-        slot->sequence = record->sequence;
-        slot->startStamp = record->startStamp;
-        slot->endStamp = record->endStamp;
-        slot->thread = record->thread;
-        slot->function = record->function;
-        slot->flags = record->flags;
-        slot->status = record->status;
-        slot->session = record->session;
-        slot->handlerSequence = record->handlerSequence;
-        slot->argCount = record->argCount;
-        slot->outputsSet = record->outputsSet;
-        std::memcpy(slot->args, record->args, sizeof record->args);
-        slot->jobId = record->jobId;
-        slot->completionStatus = record->completionStatus;
-        slot->completionCount = record->completionCount;
-        slot->dataLength = record->dataLength;
-        slot->hasData = record->hasData;
+        copyValues(*record, slot);
     }
 };
 
@@ -496,31 +501,10 @@ bool copyRecord(uint64_t sequence, VisaTraceRecord* out) {
     std::lock_guard<std::mutex> lock(r.mutex);
     if (!r.holds(sequence)) return false;
     const VisaTraceRecord& s = r.slot(sequence);
-    // Member by member, so that out keeps the capacity of its buffers.
-    std::vector<unsigned char> data = std::move(out->data);
-    std::string text = std::move(out->text);
-    data.assign(s.data.begin(), s.data.end());
-    text.assign(s.text);
-    *out = VisaTraceRecord{};
-    out->sequence = s.sequence;
-    out->startStamp = s.startStamp;
-    out->endStamp = s.endStamp;
-    out->thread = s.thread;
-    out->function = s.function;
-    out->flags = s.flags;
-    out->status = s.status;
-    out->session = s.session;
-    out->handlerSequence = s.handlerSequence;
-    out->argCount = s.argCount;
-    out->outputsSet = s.outputsSet;
-    std::copy(std::begin(s.args), std::end(s.args), std::begin(out->args));
-    out->jobId = s.jobId;
-    out->completionStatus = s.completionStatus;
-    out->completionCount = s.completionCount;
-    out->dataLength = s.dataLength;
-    out->hasData = s.hasData;
-    out->data = std::move(data);
-    out->text = std::move(text);
+    // Assigned, not replaced, so that out keeps the capacity of its buffers.
+    out->data.assign(s.data.begin(), s.data.end());
+    out->text.assign(s.text);
+    copyValues(s, out);
     return true;
 }
 
