@@ -4,6 +4,7 @@
 
 #include "session/statusnames.h"
 #include "visalib/trace.h"
+#include "zuvisa/visa.h"
 
 namespace {
 
@@ -13,11 +14,51 @@ const char* knownStatusName(ViStatus status) {
     return std::strcmp(name, "<Unknown>") == 0 ? nullptr : name;
 }
 
+// The attributes of event contexts, which handlers and waits read and which the session
+// window's attribute catalogue leaves out: their names and the bytes of their values (0: text).
+struct EventAttribute {
+    ViAttr id;
+    const char* name;
+    int size;
+};
+
+#define EVENT_ATTRIBUTE(id, size) {id, #id, size}
+
+const EventAttribute kEventAttributes[] = {
+    EVENT_ATTRIBUTE(VI_ATTR_EVENT_TYPE, 4),          EVENT_ATTRIBUTE(VI_ATTR_STATUS, 4),
+    EVENT_ATTRIBUTE(VI_ATTR_JOB_ID, 4),              EVENT_ATTRIBUTE(VI_ATTR_RET_COUNT_32, 4),
+    EVENT_ATTRIBUTE(VI_ATTR_RET_COUNT_64, 8),        EVENT_ATTRIBUTE(VI_ATTR_BUFFER, 8),
+    EVENT_ATTRIBUTE(VI_ATTR_OPER_NAME, 0),           EVENT_ATTRIBUTE(VI_ATTR_SIGP_STATUS_ID, 2),
+    EVENT_ATTRIBUTE(VI_ATTR_RECV_TRIG_ID, 2),        EVENT_ATTRIBUTE(VI_ATTR_INTR_STATUS_ID, 4),
+    EVENT_ATTRIBUTE(VI_ATTR_RECV_INTR_LEVEL, 2),     EVENT_ATTRIBUTE(VI_ATTR_GPIB_RECV_CIC_STATE, 2),
+    EVENT_ATTRIBUTE(VI_ATTR_RECV_TCPIP_ADDR, 0),     EVENT_ATTRIBUTE(VI_ATTR_VXI_DEV_CMD_TYPE, 2),
+    EVENT_ATTRIBUTE(VI_ATTR_VXI_DEV_CMD_VALUE, 4),   EVENT_ATTRIBUTE(VI_ATTR_USB_RECV_INTR_SIZE, 2),
+    EVENT_ATTRIBUTE(VI_ATTR_PXI_RECV_INTR_SEQ, 4),   EVENT_ATTRIBUTE(VI_ATTR_PXI_RECV_INTR_DATA, 4),
+};
+
+#undef EVENT_ATTRIBUTE
+
+const EventAttribute* eventAttribute(ViAttr attribute) {
+    for (const EventAttribute& a : kEventAttributes)
+        if (a.id == attribute) return &a;
+    return nullptr;
+}
+
+const char* attributeName(ViAttr attribute) {
+    const EventAttribute* a = eventAttribute(attribute);
+    return a ? a->name : nullptr;
+}
+
+int attributeSize(ViAttr attribute) {
+    const EventAttribute* a = eventAttribute(attribute);
+    return a ? a->size : -1;
+}
+
 const VisaTraceNames kNames = {
     knownStatusName,
-    nullptr,  // attribute names: the attribute catalogue
+    attributeName,
     nullptr,  // event names: the event catalogue
-    nullptr,  // attribute sizes: the attribute catalogue
+    attributeSize,
     nullptr,  // escaped text: the codec of the I/O panels
 };
 

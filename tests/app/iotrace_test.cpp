@@ -360,6 +360,9 @@ TEST_F(IoTrace, ASessionWithWritesReadsAnErrorAndEvents) {
     EXPECT_FALSE(cell(completionRow, kData).empty());
     ASSERT_EQ(UiTest_SelectIndex(p, IOTRACE_CALLS, completionRow), 0);
     EXPECT_NE(UiTest_DisplayedText(p, IOTRACE_DETAILS).find("jobStatus"), std::string::npos);
+    // The call the handler made on the event names what it read, and the value it got.
+    EXPECT_EQ(cell(completionRow + 1, kArguments).rfind("attrName=VI_ATTR_STATUS, attrValue=", 0), 0u)
+        << cell(completionRow + 1, kArguments);
     shoot("trace-completion.png");
 
     ASSERT_EQ(UiTest_SetValue(p, IOTRACE_ERRORSONLY, 1), 0);
