@@ -1,5 +1,7 @@
 #include "app/tracenames.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "session/statusnames.h"
@@ -64,4 +66,8 @@ const VisaTraceNames kNames = {
 
 }  // namespace
 
-void installIoTraceNames() { VisaTrace_SetNames(&kNames); }
+void installIoTraceNames() {
+    VisaTrace_SetNames(&kNames);
+    if (VisaTrace_StartFileFromEnvironment() < 0)
+        std::fprintf(stderr, "talmik: the I/O trace cannot be written to \"%s\"\n", std::getenv("TALMIK_TRACE"));
+}

@@ -2,5 +2,6 @@
 // attribute and event catalogues and the escaped-text codec as they become available.
 #pragma once
 
-// Installs the names; before the first VISA call, so that attribute values are recorded whole.
+// Installs the names, before the first VISA call so that attribute values are recorded whole,
+// and starts the file that $TALMIK_TRACE names, saying on standard error when it cannot.
 void installIoTraceNames();

@@ -471,15 +471,17 @@ void findSubstitute(ViSession vi, ViEventType eventType, ViHndlr* handler, ViAdd
     *userHandle = it->second.get();
 }
 
-void startFileFromEnvironment() {
+}  // namespace visatrace
+
+int VisaTrace_StartFileFromEnvironment() {
     static std::once_flag once;
+    static int result = 0;
     std::call_once(once, [] {
         const char* path = std::getenv("TALMIK_TRACE");
-        if (path && *path) VisaTrace_StartFile(path);
+        if (path && *path) result = VisaTrace_StartFile(path);
     });
+    return result;
 }
-
-}  // namespace visatrace
 
 using namespace visatrace;
 

@@ -111,11 +111,14 @@ ViSession VisaTrace_HandleOwner(ViSession handle, uint64_t asOfSequence);
 
 // ---- The JSON-lines file --------------------------------------------------------------------
 // Writes every record made from now on to the file, one JSON object a line, from a thread of
-// its own that keeps up with the ring; 0, or -1 when the file cannot be created. Loading the
-// VISA library starts it with $TALMIK_TRACE when that is set.
+// its own that keeps up with the ring; 0, or -1 when the file cannot be created.
 int VisaTrace_StartFile(const char* path);
 // Writes what is left and closes the file.
 void VisaTrace_StopFile();
+// Starts the file that $TALMIK_TRACE names, once per process: 0 (also when the variable is not
+// set), or -1 when the file cannot be created. Loading the VISA library calls it; a program
+// that wants to report the failure calls it first.
+int VisaTrace_StartFileFromEnvironment();
 
 // ---- Recording (visalib's wrappers) ---------------------------------------------------------
 namespace visatrace {
@@ -158,9 +161,6 @@ private:
 void substituteHandler(ViSession vi, ViEventType eventType, ViHndlr* handler, ViAddr* userHandle);
 // For an uninstall: the substitute installed for this handler, if any.
 void findSubstitute(ViSession vi, ViEventType eventType, ViHndlr* handler, ViAddr* userHandle);
-
-// Starts the JSON-lines file when $TALMIK_TRACE names one (once per process).
-void startFileFromEnvironment();
 
 // viGetAttribute of the bound library, not recorded (visalib.cpp): the trace reads the
 // completion of an asynchronous job with it.

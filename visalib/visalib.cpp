@@ -86,7 +86,7 @@ bool bind(const std::string& path, std::string* reason) {
 int loadLocked() {
     if (binding.attempted) return binding.handle ? 0 : -1;
     binding.attempted = true;
-    visatrace::startFileFromEnvironment();
+    VisaTrace_StartFileFromEnvironment();
     binding.error.clear();
     std::string reason;
     if (const char* chosen = std::getenv("TALMIK_VISA_LIBRARY"); chosen && *chosen) {
