@@ -442,9 +442,10 @@ std::string VisaTrace_Details(const VisaTraceRecord& r) {
     out += "Thread:    " + VisaTrace_ThreadText(r);
     if (r.handlerSequence) out += ", in the handler of call " + std::to_string(r.handlerSequence);
     out += "\n";
-    std::string session = VisaTrace_HandleText(r.session);
-    std::string name = VisaTrace_HandleName(r.session, r.sequence);
-    out += "Session:   " + session + (name.empty() ? "" : "  " + name) + "\n";
+    if (r.session) {
+        std::string name = VisaTrace_HandleName(r.session, r.sequence);
+        out += "Session:   " + VisaTrace_HandleText(r.session) + (name.empty() ? "" : "  " + name) + "\n";
+    }
     out += "Arguments:\n";
     size_t width = 0;
     auto args = VisaTrace_ArgumentList(r);
@@ -492,7 +493,7 @@ std::string VisaTrace_Json(const VisaTraceRecord& r) {
     o += ",\"thread\":" + std::to_string(r.thread);
     if (r.handlerSequence) o += ",\"inHandler\":" + std::to_string(r.handlerSequence);
     o += ",\"function\":" + jsonString(VisaTrace_FunctionName(r.function));
-    o += ",\"session\":" + jsonString(VisaTrace_HandleText(r.session));
+    o += ",\"session\":" + (r.session ? jsonString(VisaTrace_HandleText(r.session)) : std::string("null"));
     std::string name = VisaTrace_HandleName(r.session, r.sequence);
     if (!name.empty()) o += ",\"sessionName\":" + jsonString(name);
     o += ",\"arguments\":{";
@@ -529,7 +530,7 @@ std::string VisaTrace_CsvRow(const VisaTraceRecord& r) {
         std::to_string(r.thread),
         r.handlerSequence ? std::to_string(r.handlerSequence) : std::string(),
         VisaTrace_FunctionName(r.function),
-        VisaTrace_HandleText(r.session),
+        r.session ? VisaTrace_HandleText(r.session) : std::string(),
         VisaTrace_HandleName(r.session, r.sequence),
         VisaTrace_ArgumentsText(r),
         VisaTrace_StatusText(r),

@@ -353,6 +353,7 @@ TEST_F(Trace, TheTraceFileHoldsTheSameRecordsAsJsonLines) {
         EXPECT_EQ(lines[i]["status"].toString().toStdString(), VisaTrace_StatusText(records[i]));
     }
     EXPECT_EQ(lines[0]["dataHex"].toString().toStdString(), "2a 49 44 4e 3f 0a");
+    EXPECT_EQ(lines[0]["session"].toString().toStdString(), VisaTrace_HandleText(vi));
     EXPECT_EQ(lines[1]["dataLength"].toInteger(), 15);
     EXPECT_EQ(lines[2]["status"].toString().toStdString(), "0xBFFF001D");
     // Nothing more is written once the file is closed.
