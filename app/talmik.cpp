@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "app/contexthelp.h"
 #include "app/iotrace.h"
 #include "app/prefs.h"
 #include "app/registry.h"
@@ -156,6 +157,7 @@ int talmik_main(short findOnStart) {
         helpLoaded = 0;
     }
     InstallMainCallback(MainCallback, nullptr, 0);
+    installHelpHost();
     installIoTraceNames();
 
     ViStatus rmStatus = viOpenDefaultRM(&defaultRM);
@@ -259,9 +261,17 @@ int SplashExit(int, int, int event, void*, int, int) {
     return 0;
 }
 
-int MainCallback(int, int, int event, void*, int, int) {
+int MainCallback(int panel, int control, int event, void*, int eventData1, int eventData2) {
     if (event == EVENT_LEFT_CLICK) Help_GotClick();
-    return 0;
+    if (event != EVENT_RIGHT_CLICK) return 0;
+    if (control != 0 && opensItsOwnHelpMenu(panel, control)) return 0;
+    // Only operation panels, whose constant names are the VISA operations, offer Operation Help.
+    char name[256] = "";
+    GetPanelAttribute(panel, ATTR_CONSTANT_NAME, name, sizeof name);
+    if (std::strncmp(name, "vi", 2) != 0) name[0] = '\0';
+    int hasHelp = Help_MessageFromUI(panel, control) != nullptr && helpLoaded;
+    return ContextSensitiveHelp(panel, control, hasHelp, 0, 0, 0, name, nullptr, eventData2,
+                                eventData1);
 }
 
 // ---- About ----------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 #include "controls/helpfile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -21,6 +22,9 @@ struct HelpMessage {
     uint32_t textLength;
     int panel;
     int control;
+    // The names of the panel and control a binding was made for: a handle or control id that
+    // is reused later by another panel or control does not inherit the binding.
+    std::string place;
 };
 
 struct HelpState {
@@ -60,8 +64,12 @@ bool readExactlyAt(int fd, void* buffer, size_t size, off_t offset) {
     return true;
 }
 
-// Reads the header, tag block and tables, and indexes every tag; false on any fault.
+// Reads the header, tag block and tables, and indexes every tag; false on any fault. Every size
+// the header declares is checked against the file's length before anything is allocated.
 bool loadIndex(int fd) {
+    struct stat info {};
+    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) return false;
+    const uint64_t fileSize = static_cast<uint64_t>(info.st_size);
     unsigned char header[helpfile::kHeaderSize];
     if (!readExactlyAt(fd, header, sizeof header, 0) ||
         std::memcmp(header, helpfile::kMagic, 4) != 0)
@@ -72,18 +80,23 @@ bool loadIndex(int fd) {
     if (numTags > helpfile::kMaxTags || tagBlockSize > helpfile::kMaxTagBlock ||
         numBuckets > helpfile::kMaxBuckets)
         return false;
+    const uint64_t tablesAt = uint64_t{helpfile::kHeaderSize} + tagBlockSize;
+    if (tablesAt + 8 * uint64_t{numTags} > fileSize) return false;
+    // No file needs more buckets than it has bytes; this bounds the two tables by the file.
+    if (numBuckets > fileSize) return false;
 
     // One spare zero byte ends a block that lacks its final length byte.
     state.tagBlock.assign(tagBlockSize + 1, '\0');
     std::vector<unsigned char> tables(8 * static_cast<size_t>(numTags));
-    off_t tablesAt = static_cast<off_t>(helpfile::kHeaderSize) + tagBlockSize;
     if (!readExactlyAt(fd, state.tagBlock.data(), tagBlockSize, helpfile::kHeaderSize) ||
-        !readExactlyAt(fd, tables.data(), tables.size(), tablesAt))
+        !readExactlyAt(fd, tables.data(), tables.size(), static_cast<off_t>(tablesAt)))
         return false;
     state.numBuckets = numBuckets;
     state.hashTag.assign(numBuckets, nullptr);
     state.hashUI.assign(numBuckets, nullptr);
 
+    // The shared buffer fits the longest text that lies inside the file; a text reaching past
+    // the end can never be read and is not found.
     uint32_t longest = 0;
     size_t pos = 0;
     unsigned char length = static_cast<unsigned char>(state.tagBlock[0]);
@@ -94,16 +107,17 @@ bool loadIndex(int fd) {
         // The next length byte is saved before the terminator takes its place.
         unsigned char next = static_cast<unsigned char>(state.tagBlock[pos]);
         state.tagBlock[pos] = '\0';
+        uint32_t textOffset = readLE32(&tables[4 * static_cast<size_t>(i)]);
         uint32_t textLength = readLE32(&tables[4 * (static_cast<size_t>(numTags) + i)]);
         if (textLength > helpfile::kMaxTextLength) return false;
         auto record = std::make_unique<HelpMessage>(
-            HelpMessage{nullptr, nullptr, tag, readLE32(&tables[4 * static_cast<size_t>(i)]),
-                        textLength, 0, 0});
+            HelpMessage{nullptr, nullptr, tag, textOffset, textLength, 0, 0, {}});
         uint32_t bucket = HashString(tag) % numBuckets;
         record->nextInTagBucket = state.hashTag[bucket];
         state.hashTag[bucket] = record.get();
         state.records.push_back(std::move(record));
-        if (textLength > longest) longest = textLength;
+        if (uint64_t{textOffset} + textLength <= fileSize && textLength > longest)
+            longest = textLength;
         length = next;
     }
     state.messageBuffer.assign(static_cast<size_t>(longest) + 1, '\0');
@@ -126,8 +140,27 @@ HelpMessage* findByUI(int panel, int control) {
     return nullptr;
 }
 
-// Binds a record to a panel and control; a record already bound elsewhere is copied first.
-HelpMessage* RegisterMsg(HelpMessage* message, int panel, int control) {
+// Takes whatever is bound to a panel and control out of the UI table.
+void unbind(int panel, int control) {
+    HelpMessage** link = &state.hashUI[Hash2Ints(panel, control) % state.numBuckets];
+    while (*link) {
+        HelpMessage* m = *link;
+        if (m->panel == panel && m->control == control) {
+            *link = m->nextInUIBucket;
+            m->nextInUIBucket = nullptr;
+            m->panel = m->control = 0;
+        } else {
+            link = &m->nextInUIBucket;
+        }
+    }
+}
+
+// Binds a record to a panel and control, in place of what was bound there before; a record
+// already bound elsewhere is copied first, so one tag serves several places.
+HelpMessage* RegisterMsg(HelpMessage* message, int panel, int control, const char* place) {
+    HelpMessage* bound = findByUI(panel, control);
+    if (bound && bound->tag == message->tag && bound->place == place) return bound;
+    unbind(panel, control);
     if (message->panel || message->control) {
         auto copy = std::make_unique<HelpMessage>(*message);
         copy->nextInTagBucket = nullptr;
@@ -136,6 +169,7 @@ HelpMessage* RegisterMsg(HelpMessage* message, int panel, int control) {
     }
     message->panel = panel;
     message->control = control;
+    message->place = place;
     uint32_t bucket = Hash2Ints(panel, control) % state.numBuckets;
     message->nextInUIBucket = state.hashUI[bucket];
     state.hashUI[bucket] = message;
@@ -209,24 +243,28 @@ char* Help_MessageFromTag(const char* tag) {
     return fetchText(findByTag(tag));
 }
 
-int Help_RegisterTagForUI(int panel, int control, const char* tag) {
+int Help_BindTag(int panel, int control, const char* tag, const char* place) {
     HelpMessage* message = findByTag(tag);
-    if (!message) return -1;
+    if (!message || !place) return -1;
     try {
-        RegisterMsg(message, panel, control);
+        RegisterMsg(message, panel, control, place);
     } catch (const std::bad_alloc&) {
         return -1;
     }
     return 0;
 }
 
-char* Help_MessageForUI(int panel, int control, const char* tag) {
-    if (HelpMessage* bound = findByUI(panel, control)) return fetchText(bound);
-    HelpMessage* message = findByTag(tag);
-    if (!message) return nullptr;
-    try {
-        return fetchText(RegisterMsg(message, panel, control));
-    } catch (const std::bad_alloc&) {
-        return nullptr;
+char* Help_MessageForUI(int panel, int control, const char* place) {
+    if (!place) return nullptr;
+    // The place's own text comes first, every time; a tag bound to this very place stands in
+    // for a place without a text of its own.
+    if (HelpMessage* message = findByTag(place)) {
+        try {
+            return fetchText(RegisterMsg(message, panel, control, place));
+        } catch (const std::bad_alloc&) {
+            return nullptr;
+        }
     }
+    HelpMessage* bound = findByUI(panel, control);
+    return bound && bound->place == place ? fetchText(bound) : nullptr;
 }

@@ -15,11 +15,16 @@ int Help_IsOpen();
 
 // The text for a tag, or null.
 char* Help_MessageFromTag(const char* tag);
-// Binds a tag's text to a panel and control (0 for the panel itself); 0, or -1 for an unknown tag.
-int Help_RegisterTagForUI(int panel, int control, const char* tag);
-// The text bound to a panel and control; when none is bound yet, binds the text of tag (the
-// names of the panel and control) first. Null when neither exists.
-char* Help_MessageForUI(int panel, int control, const char* tag);
+// A place is a panel (control 0) or a control, named by its tag: the panel's constant name, or
+// the panel's and the control's joined by "_".
+//
+// Binds the text of tag to a place, in place of an earlier binding there; 0, or -1 for an
+// unknown tag. The binding holds only while the panel and control still carry the names in
+// place, so a handle or control id used again by another panel or control does not inherit it.
+int Help_BindTag(int panel, int control, const char* tag, const char* place);
+// The text of a place: the text of its own tag when the file has one (and the place is bound to
+// it), else the text of a tag bound to this place. Null when neither exists.
+char* Help_MessageForUI(int panel, int control, const char* place);
 
 uint32_t HashString(const char* s);
 uint32_t Hash2Ints(int panel, int control);

@@ -339,6 +339,9 @@ void setFloating(Panel* p, bool on);
 bool isInside(int panel, int outer);
 // Forgets every panel resource file read so far.
 void closeBundles();
+// Where a data file of the program is: a relative name is looked for in the program's directory,
+// next to the executable, then in the current directory.
+std::string resolveProgramFile(const std::string& name);
 
 // Fonts and colours.
 QFont fontByName(const std::string& name, bool* known);

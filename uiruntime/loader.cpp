@@ -59,22 +59,8 @@ bool regularFile(const std::string& path, struct stat* st) {
     return ::stat(path.c_str(), st) == 0 && S_ISREG(st->st_mode);
 }
 
-// A relative name is looked for in the program's directory, next to the executable, then here.
-std::string resolve(const std::string& name) {
-    struct stat st;
-    if (!name.empty() && name[0] == '/') return name;
-    char dir[1024];
-    if (GetProjectDir(dir, sizeof dir) == 0) {
-        std::string p = std::string(dir) + "/" + name;
-        if (regularFile(p, &st)) return p;
-    }
-    std::string exe = QCoreApplication::applicationDirPath().toStdString() + "/" + name;
-    if (regularFile(exe, &st)) return exe;
-    return name;
-}
-
 int openBundle(const std::string& fileName, Bundle** out, std::string* error) {
-    std::string path = resolve(fileName);
+    std::string path = resolveProgramFile(fileName);
     struct stat st;
     if (::stat(path.c_str(), &st) != 0) {
         *error = "cannot find the panel resource file \"" + fileName + "\"";
@@ -403,6 +389,20 @@ int loadPanel(int parent, const char* fileName, int resourceId, const char* cons
 }
 
 }  // namespace
+
+// A relative name is looked for in the program's directory, next to the executable, then here.
+std::string resolveProgramFile(const std::string& name) {
+    struct stat st;
+    if (!name.empty() && name[0] == '/') return name;
+    char dir[1024];
+    if (GetProjectDir(dir, sizeof dir) == 0) {
+        std::string p = std::string(dir) + "/" + name;
+        if (regularFile(p, &st)) return p;
+    }
+    std::string exe = QCoreApplication::applicationDirPath().toStdString() + "/" + name;
+    if (regularFile(exe, &st)) return exe;
+    return name;
+}
 
 void closeBundles() {
     for (auto& [path, b] : bundles())

@@ -36,6 +36,14 @@ QString cleanKeyword(const char* text) {
 
 bool viewerRunning() { return g_viewer && g_viewer->state() != QProcess::NotRunning; }
 
+// The index is filtered by the keyword and its topic opened. A viewer that is still starting
+// keeps only the last command and cannot yet use its index, so the identifier (which the help
+// project gives every keyword) comes last: it opens the page from the help database directly.
+// A keyword without a page leaves the index showing the entries nearest to it.
+QString keyLookup(const QString& keyword) {
+    return QStringLiteral("show index;activateKeyword %1;activateIdentifier %1").arg(keyword);
+}
+
 }  // namespace
 
 void stopHelpViewer() {
@@ -74,7 +82,7 @@ int SystemHelp(const char* helpFile, int command, long, const char* additionalSt
         report("SystemHelp", UIENullPointer);
         return 0;
     }
-    QFileInfo file(QString::fromUtf8(helpFile));
+    QFileInfo file(QString::fromStdString(resolveProgramFile(helpFile)));
     if (!file.isFile()) {
         report("SystemHelp", UIEFileNotFound);
         return 0;
@@ -102,7 +110,7 @@ int SystemHelp(const char* helpFile, int command, long, const char* additionalSt
     }
     QString keyword = cleanKeyword(additionalStringData);
     QString line;
-    if (command == HELP_KEY) line = QStringLiteral("show index;activateKeyword ") + keyword;
+    if (command == HELP_KEY) line = keyLookup(keyword);
     else if (command == HELP_PARTIALKEY)
         line = keyword.isEmpty() ? QStringLiteral("show index") : QStringLiteral("show index;activateKeyword ") + keyword;
     else line = QStringLiteral("show contents");

@@ -71,7 +71,8 @@ int GetNextFile(char (&fileName)[N]) {
 int LaunchExecutable(const char* commandLine);
 
 // Opens the help viewer (Qt Assistant; the environment variable TALMIK_HELP_VIEWER may name
-// another program that understands the same arguments) on a help collection file: HELP_KEY
+// another program that understands the same arguments) on a help collection file (a relative
+// name is looked for as LoadPanel looks for panel resource files): HELP_KEY
 // shows the topic of a keyword, HELP_PARTIALKEY the index filtered by the text ("" for the whole
 // index), HELP_CONTENTS the contents; HELP_QUIT ends a viewer started before. Returns 1 on
 // success, 0 when the file is missing or the viewer cannot start.

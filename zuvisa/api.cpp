@@ -13,16 +13,35 @@ using namespace zuvisa;
 
 namespace {
 
-// Runs f on the link with the session's access checked and its I/O serialised.
+// Runs f on the session with its access checked and its I/O serialised.
 template <typename F>
-ViStatus onLink(const char* operation, ViSession vi, F&& f) {
+ViStatus onLockedSession(const char* operation, ViSession vi, F&& f) {
     return onSession(operation, vi, [&](Session& s) -> ViStatus {
         ViStatus st = checkAccess(s);
         if (st < 0) return st;
         std::lock_guard<std::mutex> io(s.ioMutex);
-        return f(*s.link);
+        return f(s);
     });
 }
+
+// Runs f on the session's link, so.
+template <typename F>
+ViStatus onLink(const char* operation, ViSession vi, F&& f) {
+    return onLockedSession(operation, vi, [&](Session& s) { return f(*s.link); });
+}
+
+// The same for operations that wait: f also gets the session's timeout, and closing the
+// session ends the wait.
+template <typename F>
+ViStatus onLinkTimed(const char* operation, ViSession vi, F&& f) {
+    return onLockedSession(operation, vi, [&](Session& s) {
+        return f(*s.link, IoControl::fromTimeout(s.timeoutMs(), &s.closing));
+    });
+}
+
+// Kinds whose sessions move blocks between address spaces.
+constexpr uint32_t kRegisterKinds = kKindVxiInstr | kKindGvxiInstr | kKindVxiMemacc | kKindGvxiMemacc |
+                                    kKindPxiInstr | kKindPxiMemacc;
 
 void copyName(ViChar* out, const std::string& text) {
     if (!out) return;
@@ -485,7 +504,7 @@ ZU_API ViStatus viBufRead(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retC
 // ---- interface-level operations --------------------------------------------------------------
 
 ZU_API ViStatus viVxiCommandQuery(ViSession vi, ViUInt16 mode, ViUInt32 cmd, ViPUInt32 response) {
-    return onLink(__func__, vi, [&](Link& l) { return l.vxiCommandQuery(mode, cmd, response); });
+    return onLinkTimed(__func__, vi, [&](Link& l, const IoControl& io) { return l.vxiCommandQuery(mode, cmd, response, io); });
 }
 ZU_API ViStatus viGpibControlREN(ViSession vi, ViUInt16 mode) {
     return onLink(__func__, vi, [&](Link& l) { return l.gpibControlRen(mode); });
@@ -584,26 +603,24 @@ ViStatus moveAny(const char* op, ViSession vi, ViUInt16 srcSpace, ViBusAddress64
                  ViUInt16 destSpace, ViBusAddress64 destOffset, ViUInt16 destWidth, ViBusSize length) {
     int sw = widthBits(srcWidth), dw = widthBits(destWidth);
     if (!sw || !dw) return onSession(op, vi, [](Session&) { return VI_ERROR_INV_WIDTH; });
-    return onLink(op, vi, [&](Link& l) { return l.move(srcSpace, srcOffset, sw, destSpace, destOffset, dw, length); });
+    return onLinkTimed(op, vi, [&](Link& l, const IoControl& io) {
+        ViBusSize done = 0;
+        return l.move(srcSpace, srcOffset, sw, destSpace, destOffset, dw, length, io, &done);
+    });
 }
 
-// Moves run to completion at once; the completion event still comes, as for a queued job.
+// Queued on the session's worker; the completion event tells the outcome and the elements moved.
 ViStatus moveAsyncAny(const char* op, ViSession vi, ViUInt16 srcSpace, ViBusAddress64 srcOffset, ViUInt16 srcWidth,
                       ViUInt16 destSpace, ViBusAddress64 destOffset, ViUInt16 destWidth,
                       ViBusSize length, ViPJobId jobId) {
     if (jobId) *jobId = 0;
-    ViStatus st = moveAny(op, vi, srcSpace, srcOffset, srcWidth, destSpace, destOffset, destWidth, length);
-    if (st == VI_ERROR_INV_OBJECT || st == VI_ERROR_NSUP_OPER || st == VI_ERROR_RSRC_LOCKED) return st;
     return onSession(op, vi, [&](Session& s) -> ViStatus {
-        ViJobId id = Library::instance().nextJobId();
-        if (jobId) *jobId = id;
-        EventData e;
-        e.type = VI_EVENT_IO_COMPLETION;
-        e.numbers = {{VI_ATTR_JOB_ID, id}, {VI_ATTR_STATUS, static_cast<ViUInt32>(st)},
-                     {VI_ATTR_RET_COUNT_64, st >= 0 ? length : 0}};
-        e.texts = {{VI_ATTR_OPER_NAME, "viMoveAsync"}};
-        s.raise(e);
-        return VI_SUCCESS_SYNC;
+        int sw = widthBits(srcWidth), dw = widthBits(destWidth);
+        if (!sw || !dw) return VI_ERROR_INV_WIDTH;
+        if (!(s.kind & kRegisterKinds)) return VI_ERROR_NSUP_OPER;
+        ViStatus st = checkAccess(s);
+        if (st < 0) return st;
+        return startMoveJob(s, {srcSpace, srcOffset, sw, destSpace, destOffset, dw, length}, op, jobId);
     });
 }
 

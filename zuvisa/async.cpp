@@ -1,4 +1,4 @@
-// Asynchronous reads and writes: one worker thread per session runs the jobs in order and
+// Asynchronous reads, writes and moves: one worker thread per session runs the jobs in order and
 // reports each through VI_EVENT_IO_COMPLETION.
 #include "zuvisa/session.h"
 
@@ -6,15 +6,51 @@ namespace zuvisa {
 
 namespace {
 
-void complete(Session& s, const Job& job, ViStatus status, size_t count) {
+// The local buffer of a job, which VI_ATTR_BUFFER names (0 for a move between two bus spaces).
+uintptr_t bufferOf(const Job& job) {
+    switch (job.kind) {
+    case Job::Kind::Read: return reinterpret_cast<uintptr_t>(job.readBuf);
+    case Job::Kind::Write: return reinterpret_cast<uintptr_t>(job.writeBuf);
+    case Job::Kind::Move:
+        if (job.move.destSpace == VI_LOCAL_SPACE) return static_cast<uintptr_t>(job.move.destOffset);
+        if (job.move.srcSpace == VI_LOCAL_SPACE) return static_cast<uintptr_t>(job.move.srcOffset);
+        return 0;
+    }
+    return 0;
+}
+
+void complete(Session& s, const Job& job, ViStatus status, uint64_t count) {
     EventData e;
     e.type = VI_EVENT_IO_COMPLETION;
     e.numbers = {{VI_ATTR_JOB_ID, job.id},
                  {VI_ATTR_STATUS, static_cast<ViUInt32>(status)},
                  {VI_ATTR_RET_COUNT_64, count},
-                 {VI_ATTR_BUFFER, reinterpret_cast<uintptr_t>(job.isRead ? job.readBuf : job.writeBuf)}};
-    e.texts = {{VI_ATTR_OPER_NAME, job.isRead ? "viReadAsync" : "viWriteAsync"}};
+                 {VI_ATTR_BUFFER, bufferOf(job)}};
+    e.texts = {{VI_ATTR_OPER_NAME, job.operation}};
     s.raise(e);
+}
+
+// A move runs like a synchronous one: with the session's access checked, its I/O serialised and
+// its timeout, and it ends early when the job is terminated.
+ViStatus runMove(Session& s, Job& job, uint64_t* done) {
+    ViStatus st = checkAccess(s);
+    if (st < 0) return st;
+    std::lock_guard<std::mutex> io(s.ioMutex);
+    const MoveRequest& m = job.move;
+    ViBusSize moved = 0;
+    st = s.link->move(m.srcSpace, m.srcOffset, m.srcWidth, m.destSpace, m.destOffset, m.destWidth, m.length,
+                      IoControl::fromTimeout(s.timeoutMs(), &job.cancel), &moved);
+    *done = moved;
+    return st;
+}
+
+ViStatus run(Session& s, Job& job, uint64_t* done) {
+    if (job.kind == Job::Kind::Move) return runMove(s, job, done);
+    size_t n = 0;
+    ViStatus st = job.kind == Job::Kind::Read ? sessionRead(s, job.readBuf, job.count, &n, &job.cancel)
+                                              : sessionWrite(s, job.writeBuf, job.count, &n, &job.cancel);
+    *done = n;
+    return st;
 }
 
 void jobLoop(std::shared_ptr<AsyncState> a, std::weak_ptr<Session> weak) {
@@ -30,10 +66,8 @@ void jobLoop(std::shared_ptr<AsyncState> a, std::weak_ptr<Session> weak) {
         }
         std::shared_ptr<Session> self = weak.lock();
         if (!self) return;
-        size_t done = 0;
-        ViStatus st;
-        if (job->isRead) st = sessionRead(*self, job->readBuf, job->count, &done, &job->cancel);
-        else st = sessionWrite(*self, job->writeBuf, job->count, &done, &job->cancel);
+        uint64_t done = 0;
+        ViStatus st = run(*self, *job, &done);
         if (job->cancel.load() && st < 0) st = VI_ERROR_ABORT;
         {
             std::lock_guard<std::mutex> lock(a->m);
@@ -44,16 +78,8 @@ void jobLoop(std::shared_ptr<AsyncState> a, std::weak_ptr<Session> weak) {
     }
 }
 
-}  // namespace
-
-ViStatus startJob(Session& s, bool isRead, ViByte* readBuf, const ViByte* writeBuf,
-                  ViUInt32 count, ViJobId* id) {
-    auto job = std::make_shared<Job>();
+ViStatus queue(Session& s, std::shared_ptr<Job> job, ViJobId* id) {
     job->id = Library::instance().nextJobId();
-    job->isRead = isRead;
-    job->readBuf = readBuf;
-    job->writeBuf = writeBuf;
-    job->count = count;
     AsyncState& a = *s.async;
     std::lock_guard<std::mutex> lock(a.m);
     if (a.stop) return VI_ERROR_INV_OBJECT;
@@ -62,6 +88,27 @@ ViStatus startJob(Session& s, bool isRead, ViByte* readBuf, const ViByte* writeB
     a.cv.notify_all();
     if (id) *id = job->id;
     return VI_SUCCESS;
+}
+
+}  // namespace
+
+ViStatus startJob(Session& s, bool isRead, ViByte* readBuf, const ViByte* writeBuf,
+                  ViUInt32 count, ViJobId* id) {
+    auto job = std::make_shared<Job>();
+    job->kind = isRead ? Job::Kind::Read : Job::Kind::Write;
+    job->operation = isRead ? "viReadAsync" : "viWriteAsync";
+    job->readBuf = readBuf;
+    job->writeBuf = writeBuf;
+    job->count = count;
+    return queue(s, std::move(job), id);
+}
+
+ViStatus startMoveJob(Session& s, const MoveRequest& move, const char* operation, ViJobId* id) {
+    auto job = std::make_shared<Job>();
+    job->kind = Job::Kind::Move;
+    job->operation = operation;
+    job->move = move;
+    return queue(s, std::move(job), id);
 }
 
 ViStatus terminateJob(Session& s, ViUInt16 degree, ViJobId id) {

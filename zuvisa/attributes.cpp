@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "zuvisa/rsrcname.h"
+#include "zuvisa/zuvisa.h"
 
 namespace zuvisa {
 
@@ -112,6 +113,7 @@ const AttrDef kAttrs[] = {
     {VI_ATTR_GPIB_UNADDR_EN, "VI_ATTR_GPIB_UNADDR_EN", T::Bool, true, false, kKindGpibInstr | kKindGvxiInstr, VI_FALSE, boolean},
     {VI_ATTR_GPIB_REN_STATE, "VI_ATTR_GPIB_REN_STATE", T::I16, false, true, kKindGpibInstr | kKindGpibIntfc | kKindGpibServant, VI_STATE_UNASSERTED, nullptr},
     {VI_ATTR_GPIB_ATN_STATE, "VI_ATTR_GPIB_ATN_STATE", T::I16, false, true, kKindGpibIntfc, VI_STATE_UNASSERTED, nullptr},
+    {VI_ATTR_ZU_GPIB_CMD_LOG, "VI_ATTR_ZU_GPIB_CMD_LOG", T::Text, false, true, kKindGpibIntfc | kKindGpibServant, 0, nullptr},
     {VI_ATTR_GPIB_NDAC_STATE, "VI_ATTR_GPIB_NDAC_STATE", T::I16, false, true, kKindGpibIntfc, VI_STATE_UNASSERTED, nullptr},
     {VI_ATTR_GPIB_SRQ_STATE, "VI_ATTR_GPIB_SRQ_STATE", T::I16, false, true, kKindGpibIntfc, VI_STATE_UNASSERTED, nullptr},
     {VI_ATTR_GPIB_CIC_STATE, "VI_ATTR_GPIB_CIC_STATE", T::Bool, false, true, kKindGpibIntfc, VI_TRUE, nullptr},

@@ -26,7 +26,9 @@ ViStatus Link::in(ViUInt16, ViBusAddress64, int, ViUInt64*) { return kNsup; }
 ViStatus Link::out(ViUInt16, ViBusAddress64, int, ViUInt64) { return kNsup; }
 ViStatus Link::moveIn(ViUInt16, ViBusAddress64, int, ViBusSize, void*) { return kNsup; }
 ViStatus Link::moveOut(ViUInt16, ViBusAddress64, int, ViBusSize, const void*) { return kNsup; }
-ViStatus Link::move(ViUInt16, ViBusAddress64, int, ViUInt16, ViBusAddress64, int, ViBusSize) {
+ViStatus Link::move(ViUInt16, ViBusAddress64, int, ViUInt16, ViBusAddress64, int, ViBusSize,
+                    const IoControl&, ViBusSize* done) {
+    if (done) *done = 0;
     return kNsup;
 }
 ViStatus Link::mapAddress(ViUInt16, ViBusAddress64, ViBusSize, bool, ViAddr, ViAddr*) {
@@ -37,7 +39,7 @@ ViStatus Link::peek(ViAddr, int, ViUInt64*) { return kNsup; }
 ViStatus Link::poke(ViAddr, int, ViUInt64) { return kNsup; }
 ViStatus Link::memAlloc(ViBusSize, ViBusAddress64*) { return kNsup; }
 ViStatus Link::memFree(ViBusAddress64) { return kNsup; }
-ViStatus Link::vxiCommandQuery(ViUInt16, ViUInt32, ViUInt32*) { return kNsup; }
+ViStatus Link::vxiCommandQuery(ViUInt16, ViUInt32, ViUInt32*, const IoControl&) { return kNsup; }
 ViStatus Link::gpibControlRen(ViUInt16) { return kNsup; }
 ViStatus Link::gpibControlAtn(ViUInt16) { return kNsup; }
 ViStatus Link::gpibSendIfc() { return kNsup; }

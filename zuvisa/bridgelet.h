@@ -20,7 +20,7 @@
 
 namespace zuvisa {
 
-inline constexpr int kBridgeletAbi = 2;
+inline constexpr int kBridgeletAbi = 3;
 
 using Clock = std::chrono::steady_clock;
 
@@ -42,6 +42,8 @@ struct IoControl {
     bool cancelled() const { return cancel && cancel->load(std::memory_order_relaxed); }
     bool expired() const { return !infinite && Clock::now() >= deadline; }
     static IoControl fromTimeout(ViUInt32 ms, const std::atomic<bool>* cancel);
+    // No deadline and no cancel: for operations that always run to their end.
+    static IoControl untimed() { return fromTimeout(VI_TMO_INFINITE, nullptr); }
 };
 
 inline IoControl IoControl::fromTimeout(ViUInt32 ms, const std::atomic<bool>* cancel) {
@@ -113,9 +115,11 @@ public:
                             void* buf);
     virtual ViStatus moveOut(ViUInt16 space, ViBusAddress64 offset, int width, ViBusSize length,
                              const void* buf);
+    // A block move between two spaces (VI_LOCAL_SPACE: an address in this process). It ends
+    // early with VI_ERROR_ABORT or VI_ERROR_TMO as io says; *done counts the elements moved.
     virtual ViStatus move(ViUInt16 srcSpace, ViBusAddress64 srcOffset, int srcWidth,
                           ViUInt16 destSpace, ViBusAddress64 destOffset, int destWidth,
-                          ViBusSize length);
+                          ViBusSize length, const IoControl& io, ViBusSize* done);
     virtual ViStatus mapAddress(ViUInt16 space, ViBusAddress64 offset, ViBusSize size,
                                 bool access, ViAddr suggested, ViAddr* address);
     virtual ViStatus unmapAddress();
@@ -124,8 +128,9 @@ public:
     virtual ViStatus memAlloc(ViBusSize size, ViBusAddress64* offset);
     virtual ViStatus memFree(ViBusAddress64 offset);
 
-    // Interface-level operations.
-    virtual ViStatus vxiCommandQuery(ViUInt16 mode, ViUInt32 cmd, ViUInt32* response);
+    // Interface-level operations. A word-serial query waits for its response as io says.
+    virtual ViStatus vxiCommandQuery(ViUInt16 mode, ViUInt32 cmd, ViUInt32* response,
+                                     const IoControl& io);
     virtual ViStatus gpibControlRen(ViUInt16 mode);
     virtual ViStatus gpibControlAtn(ViUInt16 mode);
     virtual ViStatus gpibSendIfc();

@@ -149,12 +149,26 @@ struct EventState {
     std::set<ViEvent> contexts;  // contexts handed out by viWaitOnEvent
 };
 
+// A block move as viMoveAsync asks for it; widths in bits.
+struct MoveRequest {
+    ViUInt16 srcSpace = 0;
+    ViBusAddress64 srcOffset = 0;
+    int srcWidth = 0;
+    ViUInt16 destSpace = 0;
+    ViBusAddress64 destOffset = 0;
+    int destWidth = 0;
+    ViBusSize length = 0;
+};
+
 struct Job {
+    enum class Kind { Read, Write, Move };
     ViJobId id = 0;
-    bool isRead = true;
+    Kind kind = Kind::Read;
+    const char* operation = "";  // VI_ATTR_OPER_NAME of the completion
     ViByte* readBuf = nullptr;
     const ViByte* writeBuf = nullptr;
     ViUInt32 count = 0;
+    MoveRequest move;
     std::atomic<bool> cancel{false};
 };
 
@@ -181,6 +195,7 @@ struct Session : Object, EventSink, std::enable_shared_from_this<Session> {
 
     std::mutex ioMutex;  // one I/O operation of this session at a time
     std::atomic<bool> closing{false};
+    ViUInt32 timeoutMs() const { return static_cast<ViUInt32>(attrs.numberOr(VI_ATTR_TMO_VALUE, 2000)); }
 
     // Formatted I/O buffers, guarded by ioMutex.
     std::vector<ViByte> readBuf;

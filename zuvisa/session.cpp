@@ -14,9 +14,7 @@ namespace zuvisa {
 
 namespace {
 
-ViUInt32 timeoutOf(const Session& s) {
-    return static_cast<ViUInt32>(s.attrs.numberOr(VI_ATTR_TMO_VALUE, 2000));
-}
+ViUInt32 timeoutOf(const Session& s) { return s.timeoutMs(); }
 
 ReadOptions readOptionsOf(const Session& s) {
     ReadOptions o;

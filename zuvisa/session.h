@@ -53,6 +53,8 @@ ViStatus sessionWriteFromFile(Session& s, const char* file, ViUInt32 count, ViUI
 // Asynchronous jobs: queued on the session's worker, completed through VI_EVENT_IO_COMPLETION.
 ViStatus startJob(Session& s, bool isRead, ViByte* readBuf, const ViByte* writeBuf,
                   ViUInt32 count, ViJobId* id);
+// A block move on the session's link; the completion's count is in elements.
+ViStatus startMoveJob(Session& s, const MoveRequest& move, const char* operation, ViJobId* id);
 ViStatus terminateJob(Session& s, ViUInt16 degree, ViJobId id);
 void stopJobs(Session& s);
 

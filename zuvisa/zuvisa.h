@@ -16,6 +16,11 @@
    (0 when it ran cleanly, negative when it did not complete). */
 #define VI_ATTR_ZU_VXI_RM_STATUS 0x3FFF8110UL
 
+/* Read from a GPIB INTFC or SERVANT session of a simulated board: the last command bytes (at
+   most 64) that the board put on the bus with ATN asserted, oldest first, as upper-case
+   hexadecimal pairs separated by blanks ("3F 5F 40 36"). */
+#define VI_ATTR_ZU_GPIB_CMD_LOG 0xBFFF8111UL
+
 #if defined(__cplusplus)
 extern "C" {
 #endif

@@ -22,8 +22,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             std::string tag(reinterpret_cast<const char*>(data + pos + 1), data[pos]);
             Help_MessageFromTag(tag.c_str());
             Help_MessageForUI(1, static_cast<int>(pos), tag.c_str());
-            Help_RegisterTagForUI(2, 0, tag.c_str());
+            Help_BindTag(2, 0, tag.c_str(), "LENT");
+            Help_MessageForUI(1, static_cast<int>(pos), "OTHER");
         }
+        Help_MessageForUI(2, 0, "LENT");
         Help_MessageForUI(2, 0, nullptr);
         Help_Close();
     }

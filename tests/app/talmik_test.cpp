@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -320,27 +322,173 @@ TEST(VisaVersion, Formatting) {
     }
 }
 
-TEST_F(Talmik, EveryControlOfTheSheetsHasHelp) {
-    closeMainWindowThen([] {
-        for (int sheet : {rsrcpanel, rsrcio, rsrcsfp, rsrczu}) {
-            EXPECT_NE(Help_MessageFromUI(sheet, 0), nullptr) << sheet;
-            int control = 0;
-            GetPanelAttribute(sheet, ATTR_PANEL_FIRST_CTRL, &control);
-            for (; control > 0; GetCtrlAttribute(sheet, control, ATTR_NEXT_CTRL, &control)) {
-                int style = 0;
-                CtrlCallbackPtr callback = nullptr;
-                GetCtrlAttribute(sheet, control, ATTR_CTRL_STYLE, &style);
-                GetCtrlAttribute(sheet, control, ATTR_CALLBACK_FUNCTION_POINTER, &callback);
-                // Tabs, labels and decorations of the sheet group are not help targets.
-                if (style == CTRL_TEXT_MSG || IsDecorationStyle(style) || callback == SheetTabCallback) continue;
-                char name[64] = "";
-                GetCtrlAttribute(sheet, control, ATTR_CONSTANT_NAME, name, sizeof name);
-                EXPECT_NE(Help_MessageFromUI(sheet, control), nullptr) << name;
-            }
+// The tags of a compiled help file, read from its tag block.
+std::set<std::string> tagsOf(const std::string& helpFile) {
+    std::string image = readFile(helpFile);
+    std::set<std::string> tags;
+    for (size_t pos = 64; pos < image.size() && image[pos] != 0; pos += 1 + static_cast<unsigned char>(image[pos]))
+        tags.insert(image.substr(pos + 1, static_cast<unsigned char>(image[pos])));
+    return tags;
+}
+
+// Every panel of talmik.uir and every control a user can click on it has a "What's This?" text,
+// and every text of those panels belongs to a panel or control that exists.
+TEST_F(Talmik, EveryPanelAndControlHasHelpAndEveryTextAPlace) {
+    RegisterUirCallbacks_talmik();
+    ASSERT_EQ(Help_Initialize(dir.file("ZUtalmik.hlp").c_str()), 0);
+    std::set<std::string> places, panelNames;
+    int loaded = 0;
+    for (int resource = 1;; ++resource) {
+        int panel = LoadPanel(0, dir.file("talmik.uir").c_str(), resource);
+        if (panel <= 0) break;
+        ++loaded;
+        char name[64] = "";
+        GetPanelAttribute(panel, ATTR_CONSTANT_NAME, name, sizeof name);
+        panelNames.insert(name);
+        places.insert(name);
+        EXPECT_NE(Help_MessageFromUI(panel, 0), nullptr) << name;
+        int control = 0;
+        GetPanelAttribute(panel, ATTR_PANEL_FIRST_CTRL, &control);
+        for (; control > 0; GetCtrlAttribute(panel, control, ATTR_NEXT_CTRL, &control)) {
+            int style = 0;
+            char controlName[64] = "";
+            GetCtrlAttribute(panel, control, ATTR_CTRL_STYLE, &style);
+            GetCtrlAttribute(panel, control, ATTR_CONSTANT_NAME, controlName, sizeof controlName);
+            std::string place = std::string(name) + "_" + controlName;
+            places.insert(place);
+            // Decorations and pictures only frame the others.
+            if (IsDecorationStyle(style) || style == CTRL_PICTURE) continue;
+            EXPECT_NE(Help_MessageFromUI(panel, control), nullptr) << place;
         }
-        EXPECT_EQ(Help_MessageFromUI(rsrcio, 999), nullptr);
+        DiscardPanel(panel);
+    }
+    EXPECT_GE(loaded, 6);
+    for (const std::string& tag : tagsOf(dir.file("ZUtalmik.hlp"))) {
+        std::string panel = tag.substr(0, tag.find('_'));
+        if (panelNames.count(panel)) {
+            EXPECT_EQ(places.count(tag), 1u) << tag << " has no panel or control";
+        }
+    }
+}
+
+// ---- Context help through the main callback --------------------------------------------------
+
+std::string shownHelp;
+int helpParent = 0;
+
+// The tooltip among a panel's child panels, or 0.
+int tooltipOf(int panel) {
+    int child = 0;
+    GetPanelAttribute(panel, ATTR_PANEL_FIRST_CHILD, &child);
+    for (; child > 0; GetPanelAttribute(child, ATTR_NEXT_PANEL, &child)) {
+        int look = 0;
+        GetPanelAttribute(child, ATTR_PANEL_LOOK, &look);
+        if (look == VAL_PANEL_LOOK_TOOLTIP) return child;
+    }
+    return 0;
+}
+
+// Reads the open tooltip of helpParent, then clicks it: the main callback ends it.
+void readHelpThenClickIt(void*) {
+    int tip = tooltipOf(helpParent), message = 0;
+    GetPanelAttribute(tip, ATTR_PANEL_FIRST_CTRL, &message);
+    char text[1024] = "";
+    GetCtrlVal(tip, message, text, sizeof text);
+    shownHelp = text;
+    UiTest_Click(tip, 0, 2, 2);
+}
+
+std::vector<std::string> lastMenu() {
+    for (auto p = UiTest_Popups().rbegin(); p != UiTest_Popups().rend(); ++p)
+        if (p->kind == UITEST_POPUP_MENU) return p->items;
+    return {"(no menu)"};
+}
+
+int statusRightClicks = 0;
+int countStatusRightClicks(int, int, int event, void*, int, int) {
+    if (event == EVENT_RIGHT_CLICK) ++statusRightClicks;
+    return 0;
+}
+
+TEST_F(Talmik, RightClickShowsWhatsThisUntilTheNextClick) {
+    closeMainWindowThen([] {
+        const struct {
+            int panel, control;
+            const char* tag;
+        } cases[] = {
+            {rsrcio, IOSHEET_FINDEXPR, "IOSHEET_FINDEXPR"},
+            {rsrcio, IOSHEET_RSRCTREE, "IOSHEET_RSRCTREE"},
+            {rsrcpanel, 0, "MAINPANEL"},
+        };
+        for (const auto& c : cases) {
+            std::string expected = Help_MessageFromTag(c.tag);
+            shownHelp.clear();
+            helpParent = c.panel;
+            int clicksBefore = Help_ClickCount();
+            UiTest_AnswerPopupMenu("__What's This?");
+            PostDeferredCall(readHelpThenClickIt, nullptr);
+            EXPECT_EQ(UiTest_RightClick(c.panel, c.control, 4, 4), 0) << c.tag;
+            EXPECT_EQ(lastMenu(), std::vector<std::string>{"__What's This?"}) << c.tag;
+            EXPECT_EQ(shownHelp, expected) << c.tag;
+            EXPECT_GT(Help_ClickCount(), clicksBefore) << c.tag;
+            EXPECT_EQ(tooltipOf(c.panel), 0) << c.tag << ": the tooltip is gone";
+        }
+        // Without help texts the menu still comes, empty: the click goes no further.
+        helpLoaded = 0;
+        UiTest_AnswerPopupMenu("");
+        UiTest_RightClick(rsrcio, IOSHEET_FINDEXPR, 4, 4);
+        EXPECT_EQ(lastMenu(), std::vector<std::string>{});
+        helpLoaded = 1;
     });
     EXPECT_EQ(talmik_main(0), 0);
+    EXPECT_EQ(helpUsed, 0);
+}
+
+TEST_F(Talmik, OperationPanelsOfferTheReferenceAndTheViewerQuitsAtExit) {
+    // The stand-in viewer logs its arguments and commands, and when it is told to end.
+    writeFile(dir.file("viewer"),
+              "#!/bin/sh\necho \"ARGS $*\" > \"$VIEWER_LOG\"\ntrap 'echo END >> \"$VIEWER_LOG\"; exit 0' TERM\n"
+              "while read line; do echo \"$line\" >> \"$VIEWER_LOG\"; done\necho END >> \"$VIEWER_LOG\"\n");
+    chmod(dir.file("viewer").c_str(), 0755);
+    writeFile(dir.file("ZU-visa.hlp"), "collection");
+    setenv("TALMIK_HELP_VIEWER", dir.file("viewer").c_str(), 1);
+    setenv("VIEWER_LOG", dir.file("log").c_str(), 1);
+    auto waitForLog = [&](const std::string& text) {
+        for (int k = 0; k < 300 && readFile(dir.file("log")).find(text) == std::string::npos; ++k)
+            usleep(10000);
+        return readFile(dir.file("log"));
+    };
+    closeMainWindowThen([&] {
+        RegisterCallback({"StatusCallback", countStatusRightClicks});
+        int op = LoadPanelByName(0, binFile("apphelptest.uir").c_str(), "viRead");
+        ASSERT_GT(op, 0) << LoadPanelErrorDetail();
+        int status = UiTest_FindControl(op, "STATUS"), count = UiTest_FindControl(op, "COUNT");
+        // Whatever StatusCallback the program has, this one counts.
+        InstallCtrlCallback(op, status, countStatusRightClicks, nullptr);
+        DisplayPanel(op);
+
+        UiTest_AnswerPopupMenu("__Operation Help");
+        UiTest_RightClick(op, count, 4, 4);
+        EXPECT_EQ(lastMenu(), std::vector<std::string>{"__Operation Help"});  // no text for it
+        EXPECT_NE(waitForLog("activateIdentifier viRead").find("show index;activateKeyword viRead;activateIdentifier viRead\n"),
+                  std::string::npos);
+        EXPECT_EQ(helpUsed, 1);
+
+        // The status display opens its own, richer menu: the main callback lets the click pass.
+        size_t popups = UiTest_Popups().size();
+        UiTest_RightClick(op, status, 4, 4);
+        EXPECT_EQ(statusRightClicks, 1);
+        EXPECT_EQ(UiTest_Popups().size(), popups);
+
+        ASSERT_EQ(UiTest_ChooseMenuItem(GetPanelMenuBar(rsrcpanel), MENUBAR_HELP_TOPICS), 0);
+        EXPECT_NE(waitForLog("show index\n").find("\nshow index\n"), std::string::npos);
+        DiscardPanel(op);
+    });
+    EXPECT_EQ(talmik_main(0), 0);
+    std::string log = waitForLog("END");
+    EXPECT_NE(log.find("END"), std::string::npos) << "the viewer was told to quit at exit\n" << log;
+    EXPECT_EQ(log.find("ARGS", 1), std::string::npos) << "one viewer for every request\n" << log;
+    unsetenv("TALMIK_HELP_VIEWER");
 }
 
 }  // namespace

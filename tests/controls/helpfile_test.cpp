@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <new>
 #include <string>
 
 #include "tests/support/tempdir.h"
@@ -85,21 +86,32 @@ TEST_F(HelpFile, ReferenceCountingAndASecondPath) {
     EXPECT_STREQ(Help_MessageFromTag("B"), "b");
 }
 
-TEST_F(HelpFile, BindingToPanelsAndControls) {
-    std::string path = write(
-        "u.hlp", image({{"PANEL", "the panel"}, {"PANEL_OK", "the button"}, {"SHARED", "shared"}}));
+TEST_F(HelpFile, PlacesFindTheirOwnTextEveryTime) {
+    std::string path = write("u.hlp", image({{"PANEL", "the panel"},
+                                             {"PANEL_OK", "the button"},
+                                             {"OTHER_LIST", "the list"},
+                                             {"SHARED", "shared"}}));
     ASSERT_EQ(Help_Initialize(path.c_str()), 0);
     EXPECT_STREQ(Help_MessageForUI(3, 0, "PANEL"), "the panel");
     EXPECT_STREQ(Help_MessageForUI(3, 7, "PANEL_OK"), "the button");
-    // Once bound, the panel and control find their text whatever tag is offered.
-    EXPECT_STREQ(Help_MessageForUI(3, 7, "NO_SUCH_TAG"), "the button");
-    EXPECT_EQ(Help_MessageForUI(4, 7, "NO_SUCH_TAG"), nullptr);
-    // One tag serves several places.
-    EXPECT_EQ(Help_RegisterTagForUI(5, 1, "SHARED"), 0);
-    EXPECT_EQ(Help_RegisterTagForUI(6, 1, "SHARED"), 0);
-    EXPECT_STREQ(Help_MessageForUI(5, 1, nullptr), "shared");
-    EXPECT_STREQ(Help_MessageForUI(6, 1, nullptr), "shared");
-    EXPECT_EQ(Help_RegisterTagForUI(7, 1, "MISSING"), -1);
+    // Handle 3 and control 7 used again by another panel: its own text, not the old binding.
+    EXPECT_STREQ(Help_MessageForUI(3, 7, "OTHER_LIST"), "the list");
+    EXPECT_EQ(Help_MessageForUI(3, 7, "OTHER_NOTEXT"), nullptr);
+    EXPECT_STREQ(Help_MessageForUI(3, 7, "PANEL_OK"), "the button");
+
+    // A lent tag serves several places, and only the places it was lent to.
+    EXPECT_EQ(Help_BindTag(5, 1, "SHARED", "A_STATUS"), 0);
+    EXPECT_EQ(Help_BindTag(6, 1, "SHARED", "B_STATUS"), 0);
+    EXPECT_STREQ(Help_MessageForUI(5, 1, "A_STATUS"), "shared");
+    EXPECT_STREQ(Help_MessageForUI(6, 1, "B_STATUS"), "shared");
+    EXPECT_EQ(Help_MessageForUI(6, 1, "C_STATUS"), nullptr);  // id 1 of a new panel at handle 6
+    // A place's own text wins over a lent one; lending again replaces the earlier loan.
+    EXPECT_EQ(Help_BindTag(3, 7, "SHARED", "PANEL_OK"), 0);
+    EXPECT_STREQ(Help_MessageForUI(3, 7, "PANEL_OK"), "the button");
+    EXPECT_EQ(Help_BindTag(5, 1, "PANEL", "A_STATUS"), 0);
+    EXPECT_STREQ(Help_MessageForUI(5, 1, "A_STATUS"), "the panel");
+    EXPECT_EQ(Help_BindTag(7, 1, "MISSING", "X"), -1);
+    EXPECT_EQ(Help_BindTag(7, 1, "SHARED", nullptr), -1);
 }
 
 TEST_F(HelpFile, DamagedFilesFailAndReleaseEverything) {
@@ -119,6 +131,7 @@ TEST_F(HelpFile, DamagedFilesFailAndReleaseEverything) {
         {"tag past the block", longTag},
         {"absurd counts", std::string("SI95") + le32(0xFFFFFFFF) + le32(0xFFFFFFFF) + le32(1) +
                               std::string(48, '\0')},
+        {"more buckets than bytes", image({{"A", "a"}}, 200)},
     };
     for (const auto& c : cases) {
         std::string path = write("bad.hlp", c.content);
@@ -128,10 +141,56 @@ TEST_F(HelpFile, DamagedFilesFailAndReleaseEverything) {
     EXPECT_EQ(Help_Initialize(dir.file("missing.hlp").c_str()), -1);
 
     // Texts that lie outside the file are not found, but the file stays usable.
+    std::string far = image({{"A", "alpha"}, {"FAR", "x"}});
+    far.replace(64 + 7 + 4, 4, le32(0x7FFFFFF0));  // the offset of FAR
+    ASSERT_EQ(Help_Initialize(write("far.hlp", far).c_str()), 0);
+    EXPECT_EQ(Help_MessageFromTag("FAR"), nullptr);
+    EXPECT_STREQ(Help_MessageFromTag("A"), "alpha");
+    Help_Close();
     std::string path = write("cut.hlp", good.substr(0, good.size() - 2));
     ASSERT_EQ(Help_Initialize(path.c_str()), 0);
     EXPECT_STREQ(Help_MessageFromTag("A"), "alpha");
     EXPECT_EQ(Help_MessageFromTag("BB"), nullptr);
+}
+
+// The largest single allocation while a test watches.
+size_t largestAllocation = 0;
+bool watchingAllocations = false;
+
+TEST_F(HelpFile, SizesAreCheckedAgainstTheFileBeforeAllocating) {
+    const struct {
+        const char* name;
+        uint32_t tags, tagBlock, buckets;
+        size_t fileSize;
+    } cases[] = {
+        {"a tag block of 16 MiB", 0, helpfile::kMaxTagBlock, 7, 64},
+        {"a million tags", helpfile::kMaxTags, 1, 7, 64},
+        {"a million buckets", 0, 1, helpfile::kMaxBuckets, 65},
+        {"tables one byte past the end", 2, 1, 1, 64 + 1 + 15},
+    };
+    for (const auto& c : cases) {
+        std::string content = std::string("SI95") + le32(c.tags) + le32(c.tagBlock) + le32(c.buckets);
+        content.resize(c.fileSize, '\0');
+        std::string path = write("declared.hlp", content);
+        largestAllocation = 0;
+        watchingAllocations = true;
+        int rc = Help_Initialize(path.c_str());
+        watchingAllocations = false;
+        EXPECT_EQ(rc, -1) << c.name;
+        EXPECT_LT(largestAllocation, 4096u) << c.name;
+    }
+    // A text length far beyond the file does not size the shared buffer.
+    std::string huge = image({{"A", "alpha"}, {"HUGE", "x"}});
+    huge.replace(64 + 8 + 8 + 4, 4, le32(helpfile::kMaxTextLength));  // the length of HUGE
+    std::string hugePath = write("huge.hlp", huge);
+    largestAllocation = 0;
+    watchingAllocations = true;
+    int rc = Help_Initialize(hugePath.c_str());
+    watchingAllocations = false;
+    ASSERT_EQ(rc, 0);
+    EXPECT_LT(largestAllocation, 4096u);
+    EXPECT_EQ(Help_MessageFromTag("HUGE"), nullptr);
+    EXPECT_STREQ(Help_MessageFromTag("A"), "alpha");
 }
 
 TEST_F(HelpFile, CompiledFromSourcesByMkhlp) {
@@ -170,3 +229,18 @@ TEST_F(HelpFile, CompiledFromSourcesByMkhlp) {
 }
 
 }  // namespace
+
+// Watches the sizes the help module asks for. The whole test program allocates through here,
+// so every form that pairs with these deletes allocates with malloc as they free with free.
+void* operator new(size_t size) {
+    if (watchingAllocations && size > largestAllocation) largestAllocation = size;
+    if (void* p = std::malloc(size ? size : 1)) return p;
+    throw std::bad_alloc();
+}
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    if (watchingAllocations && size > largestAllocation) largestAllocation = size;
+    return std::malloc(size ? size : 1);
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, size_t) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }

@@ -90,4 +90,22 @@ TEST_F(EventLoop, TheMouseStateIsWhatTheScriptSays) {
     EXPECT_EQ(left, 1);
 }
 
+TEST_F(EventLoop, ButtonSequencesAreReadOneStateAtATime) {
+    int p = load(EXAMPLE);
+    UiTest_SetMouse(p, 7, 8, 0, 0, 0);
+    UiTest_SetMouseButtons({{0, 1}, {1, 0}});
+    const int expected[][2] = {{0, 1}, {1, 0}, {1, 0}};  // the last state stays
+    for (const auto& e : expected) {
+        int panel = 0, x = 0, left = -1, right = -1;
+        GetGlobalMouseState(&panel, &x, nullptr, &left, &right, nullptr);
+        EXPECT_EQ(left, e[0]);
+        EXPECT_EQ(right, e[1]);
+        EXPECT_EQ(panel, p);
+        EXPECT_EQ(x, 7);
+    }
+    EXPECT_EQ(UiTest_MouseReadings(), 3);
+    UiTest_Reset();
+    EXPECT_EQ(UiTest_MouseReadings(), 0);
+}
+
 }  // namespace

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "support.h"
+#include "uiruntime/testing/uitest.h"
 
 namespace {
 
@@ -42,16 +43,27 @@ TEST_F(SystemHelpTest, OpensTheCollectionAtAKeywordAndKeepsOneViewer) {
     ASSERT_EQ(SystemHelp(help.c_str(), HELP_KEY, 0, "viRead"), 1);
     std::string log = waitForLog("viRead");
     EXPECT_NE(log.find("ARGS -collectionFile " + help + " -enableRemoteControl"), std::string::npos) << log;
-    EXPECT_NE(log.find("show index;activateKeyword viRead\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("show index;activateKeyword viRead;activateIdentifier viRead\n"), std::string::npos) << log;
     ASSERT_EQ(SystemHelp(help.c_str(), HELP_PARTIALKEY, 0, ""), 1);
     log = waitForLog("show index\n");
     EXPECT_NE(log.find("show index\n"), std::string::npos) << log;
     // A keyword cannot smuggle in a second command.
     ASSERT_EQ(SystemHelp(help.c_str(), HELP_KEY, 0, "VI_ATTR_TMO_VALUE;hide\nshow search"), 1);
     log = waitForLog("VI_ATTR_TMO_VALUE");
-    EXPECT_NE(log.find("activateKeyword VI_ATTR_TMO_VALUE hide show search\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("activateKeyword VI_ATTR_TMO_VALUE hide show search;"
+                       "activateIdentifier VI_ATTR_TMO_VALUE hide show search\n"),
+              std::string::npos)
+        << log;
     EXPECT_EQ(log.find("ARGS", 1), std::string::npos) << "a second viewer was started";
     EXPECT_EQ(SystemHelp(help.c_str(), HELP_QUIT, 0, ""), 1);
+}
+
+TEST_F(SystemHelpTest, ARelativeNameIsLookedForInTheProgramsDirectory) {
+    UiTest_SetProjectDir(dir.path().c_str());
+    ASSERT_EQ(SystemHelp("ZU-visa.hlp", HELP_PARTIALKEY, 0, ""), 1);
+    std::string log = waitForLog("show index");
+    EXPECT_NE(log.find("ARGS -collectionFile " + dir.file("ZU-visa.hlp")), std::string::npos) << log;
+    UiTest_SetProjectDir(nullptr);
 }
 
 TEST_F(SystemHelpTest, FailsWhenTheFileOrTheViewerIsMissing) {

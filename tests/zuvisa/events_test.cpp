@@ -213,34 +213,20 @@ TEST_F(Events, ClosingASessionClosesItsEventContexts) {
     EXPECT_EQ(viGetAttribute(ctx, VI_ATTR_EVENT_TYPE, &type), VI_ERROR_INV_OBJECT);
 }
 
-struct Failure {
-    ViStatus status = 0;
-    char oper[VI_FIND_BUFLEN] = "";
-    std::thread::id thread;
-};
-
-ViStatus onException(ViSession, ViEventType, ViEvent ctx, ViAddr user) {
-    auto* f = static_cast<Failure*>(user);
-    viGetAttribute(ctx, VI_ATTR_STATUS, &f->status);
-    viGetAttribute(ctx, VI_ATTR_OPER_NAME, f->oper);
-    f->thread = std::this_thread::get_id();
-    return VI_SUCCESS;
-}
-
 TEST_F(Events, FailingOperationsCallTheExceptionHandlerInPlace) {
     ViSession vi = open("GPIB0::5::INSTR");
-    Failure f;
-    ASSERT_EQ(viInstallHandler(vi, VI_EVENT_EXCEPTION, onException, &f), VI_SUCCESS);
+    testing::ExceptionSeen f;
+    ASSERT_EQ(viInstallHandler(vi, VI_EVENT_EXCEPTION, testing::noteException, &f), VI_SUCCESS);
     ASSERT_EQ(viEnableEvent(vi, VI_EVENT_EXCEPTION, VI_HNDLR, VI_NULL), VI_SUCCESS);
     ViUInt16 v;
     EXPECT_EQ(viIn16(vi, VI_A16_SPACE, 0, &v), VI_ERROR_NSUP_OPER);
     EXPECT_EQ(f.status, VI_ERROR_NSUP_OPER);
-    EXPECT_STREQ(f.oper, "viIn16");
+    EXPECT_STREQ(f.operation, "viIn16");
     EXPECT_EQ(f.thread, std::this_thread::get_id());
     viSetAttribute(vi, VI_ATTR_TMO_VALUE, 0);
     char buf[4];
     EXPECT_EQ(viRead(vi, reinterpret_cast<ViPBuf>(buf), sizeof buf, nullptr), VI_ERROR_TMO);
-    EXPECT_STREQ(f.oper, "viRead");
+    EXPECT_STREQ(f.operation, "viRead");
     f.status = 0;
     EXPECT_EQ(write(vi, "*IDN?\n"), VI_SUCCESS);  // successes do not call it
     EXPECT_EQ(f.status, 0);

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <string>
+#include <thread>
 
 #include "zuvisa/visa.h"
 
@@ -47,6 +48,22 @@ public:
 private:
     std::string dir_, path_;
 };
+
+// What an exception handler saw last. Install it with
+// viInstallHandler(vi, VI_EVENT_EXCEPTION, noteException, &seen).
+struct ExceptionSeen {
+    ViStatus status = VI_SUCCESS;
+    char operation[VI_FIND_BUFLEN] = "";
+    std::thread::id thread;
+};
+
+inline ViStatus _VI_FUNCH noteException(ViSession, ViEventType, ViEvent ctx, ViAddr user) {
+    auto* seen = static_cast<ExceptionSeen*>(user);
+    viGetAttribute(ctx, VI_ATTR_STATUS, &seen->status);
+    viGetAttribute(ctx, VI_ATTR_OPER_NAME, seen->operation);
+    seen->thread = std::this_thread::get_id();
+    return VI_SUCCESS;
+}
 
 // The test bench, a resource manager on it, and sessions that are closed with it.
 class Bench : public ::testing::Test {

@@ -41,6 +41,8 @@ struct Driver {
     std::function<void(const std::string&)> handler;
     std::map<int, int> unanswered;  // popup panel -> passes waited without a script
     int mouse[6] = {0, 0, 0, 0, 0, 0};
+    std::deque<std::pair<int, int>> buttonSequence;  // (left, right) for the next readings
+    int mouseReadings = 0;
 };
 
 Driver& driver() {
@@ -136,6 +138,12 @@ bool loopStep() {
 
 bool mouseState(int* panel, int* x, int* y, int* l, int* r, int* k) {
     Driver& d = driver();
+    ++d.mouseReadings;
+    if (!d.buttonSequence.empty()) {
+        d.mouse[3] = d.buttonSequence.front().first;
+        d.mouse[4] = d.buttonSequence.front().second;
+        d.buttonSequence.pop_front();
+    }
     *panel = d.mouse[0];
     *x = d.mouse[1];
     *y = d.mouse[2];
@@ -284,6 +292,8 @@ void UiTest_Reset() {
     d.failures.clear();
     d.unanswered.clear();
     for (int& m : d.mouse) m = 0;
+    d.buttonSequence.clear();
+    d.mouseReadings = 0;
     installHooks();
 }
 
@@ -625,6 +635,14 @@ void UiTest_SetMouse(int panel, int x, int y, int leftButton, int rightButton, i
     int* m = driver().mouse;
     m[0] = panel, m[1] = x, m[2] = y, m[3] = leftButton, m[4] = rightButton, m[5] = keys;
 }
+
+void UiTest_SetMouseButtons(const std::vector<std::pair<int, int>>& buttons) {
+    Driver& d = driver();
+    d.buttonSequence.assign(buttons.begin(), buttons.end());
+    d.mouseReadings = 0;
+}
+
+int UiTest_MouseReadings() { return driver().mouseReadings; }
 
 void UiTest_SetProjectDir(const char* directory) {
     if (runtime()) runtime()->test.projectDir = directory ? directory : "";

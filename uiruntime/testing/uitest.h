@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "uiruntime/uiruntime.h"
@@ -92,6 +93,11 @@ void UiTest_OnLoop(std::function<void()> step);
 void UiTest_SetLoopTimeout(int milliseconds);
 // What GetGlobalMouseState reports: a position in a panel's control area and the buttons.
 void UiTest_SetMouse(int panel, int x, int y, int leftButton, int rightButton, int keys);
+// Button states (left, right) that the next readings of the mouse report, one per reading; after
+// the last one the buttons stay as it left them. Counts readings afresh.
+void UiTest_SetMouseButtons(const std::vector<std::pair<int, int>>& buttons);
+// Readings of the mouse since the last UiTest_SetMouseButtons or reset.
+int UiTest_MouseReadings();
 // The program's directory that GetProjectDir reports (null or "": the executable's).
 void UiTest_SetProjectDir(const char* directory);
 // Lets timers run on their own clock (off by default).

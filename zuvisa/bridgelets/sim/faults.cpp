@@ -67,8 +67,11 @@ public:
     ViStatus moveOut(ViUInt16 space, ViBusAddress64 offset, int width, ViBusSize length, const void* buf) override {
         return call("viMoveOut", width, [&] { return inner_->moveOut(space, offset, width, length, buf); });
     }
-    ViStatus move(ViUInt16 ss, ViBusAddress64 so, int sw, ViUInt16 ds, ViBusAddress64 dof, int dw, ViBusSize n) override {
-        return call("viMove", 0, [&] { return inner_->move(ss, so, sw, ds, dof, dw, n); });
+    ViStatus move(ViUInt16 ss, ViBusAddress64 so, int sw, ViUInt16 ds, ViBusAddress64 dof, int dw, ViBusSize n,
+                  const IoControl& io, ViBusSize* done) override {
+        *done = 0;
+        if (ViStatus st = fault("viMove", 0, &io); st != VI_SUCCESS) return st;
+        return inner_->move(ss, so, sw, ds, dof, dw, n, io, done);
     }
     ViStatus mapAddress(ViUInt16 space, ViBusAddress64 offset, ViBusSize size, bool access, ViAddr suggested,
                         ViAddr* address) override {
@@ -85,8 +88,9 @@ public:
         return call("viMemAlloc", 0, [&] { return inner_->memAlloc(size, offset); });
     }
     ViStatus memFree(ViBusAddress64 offset) override { return call("viMemFree", 0, [&] { return inner_->memFree(offset); }); }
-    ViStatus vxiCommandQuery(ViUInt16 mode, ViUInt32 cmd, ViUInt32* response) override {
-        return call("viVxiCommandQuery", 0, [&] { return inner_->vxiCommandQuery(mode, cmd, response); });
+    ViStatus vxiCommandQuery(ViUInt16 mode, ViUInt32 cmd, ViUInt32* response, const IoControl& io) override {
+        if (ViStatus st = fault("viVxiCommandQuery", 0, &io); st != VI_SUCCESS) return st;
+        return inner_->vxiCommandQuery(mode, cmd, response, io);
     }
     ViStatus gpibControlRen(ViUInt16 mode) override {
         return call("viGpibControlREN", 0, [&] { return inner_->gpibControlRen(mode); });

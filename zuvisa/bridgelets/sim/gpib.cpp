@@ -9,7 +9,11 @@ namespace {
 // IEEE 488.1 command bytes.
 constexpr uint8_t kGtl = 0x01, kSdc = 0x04, kGet = 0x08, kTct = 0x09, kLlo = 0x11, kDcl = 0x14,
                   kSpe = 0x18, kSpd = 0x19, kUnl = 0x3F, kUnt = 0x5F;
-constexpr uint8_t kListenBase = 0x20, kTalkBase = 0x40;
+constexpr uint8_t kListenBase = 0x20, kTalkBase = 0x40, kSecondaryBase = 0x60;
+uint8_t listenAt(int primary) { return static_cast<uint8_t>(kListenBase + primary); }
+uint8_t talkAt(int primary) { return static_cast<uint8_t>(kTalkBase + primary); }
+// Bytes of the command log: 64 fit VI_ATTR_ZU_GPIB_CMD_LOG's 255 characters.
+constexpr size_t kCommandLogBytes = 64;
 
 ViAttrState lineState(bool asserted) {
     return static_cast<ViUInt16>(asserted ? VI_STATE_ASSERTED : VI_STATE_UNASSERTED);
@@ -80,70 +84,97 @@ void GpibBoard::scheduleControlReturn() {
     });
 }
 
+void GpibBoard::send(std::initializer_list<uint8_t> bytes) {
+    for (uint8_t b : bytes) {
+        if (commandLog_.size() == kCommandLogBytes) commandLog_.pop_front();
+        commandLog_.push_back(b);
+        obey(b);
+    }
+}
+
+std::string GpibBoard::commandLog() {
+    std::lock_guard<std::mutex> lock(m_);
+    std::string text;
+    char hex[4];
+    for (uint8_t b : commandLog_) {
+        snprintf(hex, sizeof hex, "%02X", b);
+        if (!text.empty()) text += ' ';
+        text += hex;
+    }
+    return text;
+}
+
+// What the devices and the board itself do with one command byte.
+void GpibBoard::obey(uint8_t byte) {
+    uint8_t c = byte & 0x7F;  // the eighth bit is parity on the bus
+    if (c == kUnl) {
+        listeners_.clear();
+        if (addrState_ == VI_GPIB_LISTENER) addrState_ = VI_GPIB_UNADDRESSED;
+    } else if (c == kUnt) {
+        talker_ = -1;
+        if (addrState_ == VI_GPIB_TALKER) addrState_ = VI_GPIB_UNADDRESSED;
+    } else if (c >= kListenBase && c < kUnl) {
+        int pa = c - kListenBase;
+        if (pa == address_) {
+            addrState_ = VI_GPIB_LISTENER;
+            raiseBoth(VI_EVENT_GPIB_LISTEN);
+        } else {
+            listeners_.insert(pa);
+            updateRemote(pa);
+        }
+    } else if (c >= kTalkBase && c < kUnt) {
+        int pa = c - kTalkBase;
+        talker_ = pa == address_ ? -1 : pa;
+        if (pa == address_) {
+            addrState_ = VI_GPIB_TALKER;
+            raiseBoth(VI_EVENT_GPIB_TALK);
+        } else if (addrState_ == VI_GPIB_TALKER) {
+            addrState_ = VI_GPIB_UNADDRESSED;
+        }
+    } else if (c == kGtl) {
+        for (int pa : listeners_) {
+            if (auto it = devices_.find(pa); it != devices_.end()) it->second->setRemote(false, lockout_ && ren_);
+        }
+    } else if (c == kSdc) {
+        for (int pa : listeners_) clearDevice(pa);
+        if (addrState_ == VI_GPIB_LISTENER) raiseBoth(VI_EVENT_CLEAR);
+    } else if (c == kDcl) {
+        for (auto& [pa, dev] : devices_) dev->clear();
+        raiseBoth(VI_EVENT_CLEAR);
+    } else if (c == kGet) {
+        for (int pa : listeners_) {
+            if (auto it = devices_.find(pa); it != devices_.end()) it->second->trigger(VI_TRIG_PROT_DEFAULT);
+        }
+        if (addrState_ == VI_GPIB_LISTENER) {
+            EventData e;
+            e.type = VI_EVENT_TRIG;
+            e.numbers = {{VI_ATTR_RECV_TRIG_ID, static_cast<ViUInt16>(VI_TRIG_SW)}};
+            intfcSinks_.raise(e);
+            servantSinks_.raise(e);
+        }
+    } else if (c == kLlo) {
+        lockout_ = true;
+        updateRemote(-1);
+    } else if (c == kSpe) {
+        serialPoll_ = true;
+    } else if (c == kSpd) {
+        serialPoll_ = false;
+    } else if (c == kTct) {
+        if (talker_ >= 0 && devices_.count(talker_)) {
+            setCic(false);
+            scheduleControlReturn();
+        }
+    }
+}
+
 ViStatus GpibBoard::command(const ViByte* bytes, size_t count, size_t* done) {
     *done = 0;
     std::lock_guard<std::mutex> lock(m_);
     if (!cic_) return VI_ERROR_NCIC;
-    for (size_t i = 0; i < count; ++i) {
-        uint8_t c = bytes[i] & 0x7F;  // the eighth bit is parity on the bus
-        if (c == kUnl) {
-            listeners_.clear();
-            if (addrState_ == VI_GPIB_LISTENER) addrState_ = VI_GPIB_UNADDRESSED;
-        } else if (c == kUnt) {
-            talker_ = -1;
-            if (addrState_ == VI_GPIB_TALKER) addrState_ = VI_GPIB_UNADDRESSED;
-        } else if (c >= kListenBase && c < kUnl) {
-            int pa = c - kListenBase;
-            if (pa == address_) {
-                addrState_ = VI_GPIB_LISTENER;
-                raiseBoth(VI_EVENT_GPIB_LISTEN);
-            } else {
-                listeners_.insert(pa);
-                updateRemote(pa);
-            }
-        } else if (c >= kTalkBase && c < kUnt) {
-            int pa = c - kTalkBase;
-            talker_ = pa == address_ ? -1 : pa;
-            if (pa == address_) {
-                addrState_ = VI_GPIB_TALKER;
-                raiseBoth(VI_EVENT_GPIB_TALK);
-            } else if (addrState_ == VI_GPIB_TALKER) {
-                addrState_ = VI_GPIB_UNADDRESSED;
-            }
-        } else if (c == kGtl) {
-            for (int pa : listeners_) {
-                if (auto it = devices_.find(pa); it != devices_.end()) it->second->setRemote(false, lockout_ && ren_);
-            }
-        } else if (c == kSdc) {
-            for (int pa : listeners_) clearDevice(pa);
-            if (addrState_ == VI_GPIB_LISTENER) raiseBoth(VI_EVENT_CLEAR);
-        } else if (c == kDcl) {
-            for (auto& [pa, dev] : devices_) dev->clear();
-            raiseBoth(VI_EVENT_CLEAR);
-        } else if (c == kGet) {
-            for (int pa : listeners_) {
-                if (auto it = devices_.find(pa); it != devices_.end()) it->second->trigger(VI_TRIG_PROT_DEFAULT);
-            }
-            if (addrState_ == VI_GPIB_LISTENER) {
-                EventData e;
-                e.type = VI_EVENT_TRIG;
-                e.numbers = {{VI_ATTR_RECV_TRIG_ID, static_cast<ViUInt16>(VI_TRIG_SW)}};
-                intfcSinks_.raise(e);
-                servantSinks_.raise(e);
-            }
-        } else if (c == kLlo) {
-            lockout_ = true;
-            updateRemote(-1);
-        } else if (c == kSpe) {
-            serialPoll_ = true;
-        } else if (c == kSpd) {
-            serialPoll_ = false;
-        } else if (c == kTct) {
-            if (talker_ >= 0 && devices_.count(talker_)) {
-                setCic(false);
-                scheduleControlReturn();
-            }
-        }
+    // The controller stays active, with ATN asserted, until data moves.
+    if (count) atn_ = true;
+    for (size_t i = 0; i < count && cic_; ++i) {
+        send({bytes[i]});
         *done = i + 1;
     }
     return VI_SUCCESS;
@@ -232,21 +263,18 @@ ViStatus GpibBoard::controlRen(ViUInt16 mode, int device) {
         break;
     case VI_GPIB_REN_ASSERT_ADDRESS:
         ren_ = true;
-        listeners_ = {device};
-        updateRemote(device);
+        send({kUnl, talkAt(address_), listenAt(device)});
         return VI_SUCCESS;
     case VI_GPIB_REN_ASSERT_LLO:
         ren_ = true;
-        lockout_ = true;
-        break;
+        send({kLlo});
+        return VI_SUCCESS;
     case VI_GPIB_REN_ASSERT_ADDRESS_LLO:
         ren_ = true;
-        lockout_ = true;
-        listeners_ = {device};
-        updateRemote(device);
+        send({kUnl, talkAt(address_), listenAt(device), kLlo});
         return VI_SUCCESS;
     case VI_GPIB_REN_ADDRESS_GTL:
-        if (auto it = devices_.find(device); it != devices_.end()) it->second->setRemote(false, lockout_ && ren_);
+        send({kUnl, talkAt(address_), listenAt(device), kGtl});
         return VI_SUCCESS;
     default: break;
     }
@@ -280,9 +308,11 @@ ViStatus GpibBoard::passControl(ViUInt16 primary, ViUInt16 secondary) {
     if (primary > 30 || (secondary != VI_NO_SEC_ADDR && secondary > 30)) return VI_ERROR_INV_PARAMETER;
     if (!cic_) return VI_ERROR_NCIC;
     if (primary == address_ || !devices_.count(primary)) return VI_ERROR_NLISTENERS;
-    talker_ = primary;
-    setCic(false);
-    scheduleControlReturn();
+    // Take Control goes to the new controller, addressed to talk.
+    send({talkAt(primary)});
+    if (secondary != VI_NO_SEC_ADDR) send({static_cast<uint8_t>(kSecondaryBase + secondary)});
+    send({kTct});
+    atn_ = false;
     return VI_SUCCESS;
 }
 

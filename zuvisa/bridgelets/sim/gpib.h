@@ -1,16 +1,21 @@
 // A simulated GPIB board and the devices on its bus: controller-in-charge and system controller
 // state, REN and ATN, addressing by command bytes, device clear, trigger, local lockout, passing
-// control, and the board's own side as a device (its servant resource).
+// control, and the board's own side as a device (its servant resource). Every command byte the
+// board sends, also those that REN modes and passing control send, goes through one path that
+// logs it and carries it out.
 //
 // Guarded by the board's mutex. Lock order: board, then a device, then sinks.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <set>
+#include <string>
 
 #include "zuvisa/bridgelets/sim/devicefile.h"
 #include "zuvisa/bridgelets/sim/scheduler.h"
@@ -45,6 +50,9 @@ public:
 
     // Board attributes: VI_SUCCESS with the value, or VI_ERROR_NSUP_ATTR for the core's copy.
     ViStatus getAttribute(ViAttr attr, ViAttrState* value);
+    // The last command bytes the board sent with ATN asserted, oldest first, in hexadecimal
+    // ("3F 5F 40 36"): what VI_ATTR_ZU_GPIB_CMD_LOG shows.
+    std::string commandLog();
     ViStatus setAttribute(ViAttr attr, ViAttrState value);
 
     Sinks& intfcSinks() { return intfcSinks_; }
@@ -65,6 +73,9 @@ private:
     void clearDevice(int primary);
     void updateRemote(int addressed);
     void scheduleControlReturn();
+    // Sends command bytes on the bus (logged) and carries out what they mean.
+    void send(std::initializer_list<uint8_t> bytes);
+    void obey(uint8_t byte);
 
     InterfaceDef def_;
     Scheduler* scheduler_;
@@ -81,6 +92,7 @@ private:
     int addrState_ = VI_GPIB_UNADDRESSED;
     ViInt16 cableLength_ = VI_GPIB_HS488_NIMPL;
     uint8_t statusByte_ = 0;
+    std::deque<uint8_t> commandLog_;
     Sinks intfcSinks_, servantSinks_;
     std::shared_ptr<Device> peer_;
     // Hears the devices' service requests and passes them to the board's sessions.

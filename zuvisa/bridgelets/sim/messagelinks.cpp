@@ -3,6 +3,7 @@
 
 #include "zuvisa/bridgelets/sim/attachment.h"
 #include "zuvisa/bridgelets/sim/links.h"
+#include "zuvisa/zuvisa.h"
 
 namespace zuvisa::sim {
 
@@ -84,7 +85,7 @@ class SerialLink : public Link, private EventSink {
 public:
     SerialLink(std::shared_ptr<Instrument> instrument, EventSink* sink)
         : instrument_(std::move(instrument)), device_(instrument_->message()), sink_(sink),
-          serial_(instrument_->definition()->serial) {
+          serial_(instrument_->definition()->serial), dcd_(serial_.dcd), ri_(serial_.ri) {
         // The session hears the instrument through this link, which turns arriving bytes into
         // the character events the session asked for.
         attachment_.to(instrument_, sink ? this : nullptr);
@@ -145,7 +146,7 @@ public:
         switch (attr) {
         case VI_ATTR_ASRL_CTS_STATE: *v = line(cts()); return VI_SUCCESS;
         case VI_ATTR_ASRL_DSR_STATE: *v = line(dsr()); return VI_SUCCESS;
-        case VI_ATTR_ASRL_DCD_STATE: *v = line(serial_.dcd); return VI_SUCCESS;
+        case VI_ATTR_ASRL_DCD_STATE: *v = line(dcd_); return VI_SUCCESS;
         case VI_ATTR_ASRL_RI_STATE: *v = line(ri_); return VI_SUCCESS;
         case VI_ATTR_ASRL_RTS_STATE: *v = line(rts()); return VI_SUCCESS;
         case VI_ATTR_ASRL_DTR_STATE: *v = line(dtr()); return VI_SUCCESS;
@@ -202,9 +203,11 @@ private:
     // EventSink: what the instrument raises, on its way to this link's session.
     void raise(const EventData& e) override {
         if (e.type != kBytesArrived) {
-            if (e.type == VI_EVENT_ASRL_RI) {
+            // The instrument's ring and carrier events are changes of those lines.
+            if (e.type == VI_EVENT_ASRL_RI || e.type == VI_EVENT_ASRL_DCD) {
                 std::lock_guard<std::mutex> lock(m_);
-                ri_ = !ri_;
+                bool& line = e.type == VI_EVENT_ASRL_RI ? ri_ : dcd_;
+                line = !line;
             }
             sink_->raise(e);
             return;
@@ -236,6 +239,7 @@ private:
     EventSink* sink_;
     SerialDef serial_;
     std::mutex m_;
+    bool dcd_;
     bool rtsOn_ = true, dtrOn_ = true, breakOn_ = false, ri_ = false;
     bool discardNull_ = false, allowTransmit_ = true;
     ViUInt16 flow_ = VI_ASRL_FLOW_NONE, endIn_ = VI_ASRL_END_TERMCHAR, endOut_ = VI_ASRL_END_NONE;
@@ -244,6 +248,12 @@ private:
 };
 
 // ---- GPIB boards -----------------------------------------------------------------------------
+
+ViStatus boardAttribute(GpibBoard& board, ViAttr attr, ViAttrState* v, std::string* text) {
+    if (attr != VI_ATTR_ZU_GPIB_CMD_LOG) return board.getAttribute(attr, v);
+    *text = board.commandLog();
+    return VI_SUCCESS;
+}
 
 class GpibIntfcLink : public Link {
 public:
@@ -269,7 +279,7 @@ public:
     ViStatus gpibPassControl(ViUInt16 primary, ViUInt16 secondary) override {
         return board_->passControl(primary, secondary);
     }
-    ViStatus getAttribute(ViAttr attr, ViAttrState* v, std::string*) override { return board_->getAttribute(attr, v); }
+    ViStatus getAttribute(ViAttr attr, ViAttrState* v, std::string* text) override { return boardAttribute(*board_, attr, v, text); }
     ViStatus setAttribute(ViAttr attr, ViAttrState v) override { return board_->setAttribute(attr, v); }
 
 private:
@@ -290,7 +300,7 @@ public:
     ViStatus read(ViByte* buf, size_t count, const ReadOptions& opt, const IoControl& io, size_t* done) override {
         return board_->servantRead(buf, count, opt, io, done);
     }
-    ViStatus getAttribute(ViAttr attr, ViAttrState* v, std::string*) override { return board_->getAttribute(attr, v); }
+    ViStatus getAttribute(ViAttr attr, ViAttrState* v, std::string* text) override { return boardAttribute(*board_, attr, v, text); }
     ViStatus setAttribute(ViAttr attr, ViAttrState v) override { return board_->setAttribute(attr, v); }
 
 private:

@@ -1,8 +1,10 @@
 // Links of register-based resources: VXI and GPIB-VXI INSTR and MEMACC, PXI INSTR and MEMACC.
 // The common part moves data between address spaces and local memory with each session's byte
 // order and increments, and maps a window for viPeek and viPoke.
-#include <cstdlib>
+#include <sys/mman.h>
+
 #include <cstring>
+#include <mutex>
 #include <thread>
 
 #include "zuvisa/bridgelets/sim/attachment.h"
@@ -14,9 +16,49 @@ namespace {
 
 constexpr uint64_t kMaxWindow = 16u << 20;
 
+// The addresses that viMapAddress hands out: slots of an address range reserved without any
+// access. The window's data moves only through viPeek and viPoke (VI_USE_OPERS), which check
+// the address; a client that dereferences one faults at once, also after the window is gone,
+// instead of writing into memory of this process.
+class WindowAddresses {
+public:
+    static WindowAddresses& instance() {
+        static WindowAddresses* addresses = new WindowAddresses;  // the range stays reserved
+        return *addresses;
+    }
+    // The start of a free slot of kMaxWindow bytes, or 0 when none is left.
+    uintptr_t take() {
+        std::lock_guard<std::mutex> lock(m_);
+        if (!start_) {
+            void* p = mmap(nullptr, kSlots * kMaxWindow, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+            if (p == MAP_FAILED) return 0;
+            start_ = reinterpret_cast<uintptr_t>(p);
+        }
+        for (size_t i = 0; i < kSlots; ++i) {
+            if (!used_[i]) {
+                used_[i] = true;
+                return start_ + i * kMaxWindow;
+            }
+        }
+        return 0;
+    }
+    void give(uintptr_t slot) {
+        std::lock_guard<std::mutex> lock(m_);
+        if (slot >= start_ && slot < start_ + kSlots * kMaxWindow) used_[(slot - start_) / kMaxWindow] = false;
+    }
+
+private:
+    static constexpr size_t kSlots = 256;  // windows mapped at one time in the process
+    std::mutex m_;
+    uintptr_t start_ = 0;
+    bool used_[kSlots] = {};
+};
+
 class RegisterLink : public Link {
 public:
-    ~RegisterLink() override { std::free(window_.buffer); }
+    ~RegisterLink() override {
+        if (window_.mapped) WindowAddresses::instance().give(window_.base);
+    }
 
     ViStatus in(ViUInt16 space, ViBusAddress64 offset, int width, ViUInt64* value) override {
         uint64_t v = 0;
@@ -30,13 +72,19 @@ public:
         return access(space, offset, width / 8, true, &v);
     }
     ViStatus moveIn(ViUInt16 space, ViBusAddress64 offset, int width, ViBusSize length, void* buf) override {
-        return move(space, offset, width, VI_LOCAL_SPACE, reinterpret_cast<uintptr_t>(buf), width, length);
+        ViBusSize done = 0;
+        return move(space, offset, width, VI_LOCAL_SPACE, reinterpret_cast<uintptr_t>(buf), width, length, IoControl::untimed(),
+                    &done);
     }
     ViStatus moveOut(ViUInt16 space, ViBusAddress64 offset, int width, ViBusSize length, const void* buf) override {
-        return move(VI_LOCAL_SPACE, reinterpret_cast<uintptr_t>(buf), width, space, offset, width, length);
+        ViBusSize done = 0;
+        return move(VI_LOCAL_SPACE, reinterpret_cast<uintptr_t>(buf), width, space, offset, width, length, IoControl::untimed(),
+                    &done);
     }
     ViStatus move(ViUInt16 srcSpace, ViBusAddress64 srcOffset, int srcWidth, ViUInt16 destSpace,
-                  ViBusAddress64 destOffset, int destWidth, ViBusSize length) override {
+                  ViBusAddress64 destOffset, int destWidth, ViBusSize length, const IoControl& io,
+                  ViBusSize* done) override {
+        *done = 0;
         if (srcWidth != destWidth) return VI_ERROR_NSUP_VAR_WIDTH;
         int bytes = srcWidth / 8;
         if (length == 0) return VI_SUCCESS;
@@ -44,7 +92,8 @@ public:
             return VI_ERROR_USER_BUF;
         }
         // Each element is read whole and written whole, as a bus transfer of that width does.
-        for (ViBusSize i = 0; i < length; ++i) {
+        for (ViBusSize i = 0; i < length; *done = ++i) {
+            if (io.cancelled()) return VI_ERROR_ABORT;
             uint64_t from = srcOffset + (srcIncrement_ ? i * static_cast<uint64_t>(bytes) : 0);
             uint64_t to = destOffset + (destIncrement_ ? i * static_cast<uint64_t>(bytes) : 0);
             uint64_t v = 0;
@@ -72,17 +121,15 @@ public:
         uint64_t busAddress = 0;
         ViStatus st = windowAt(space, offset, size, &busAddress);
         if (st < 0) return st;
-        // The address handed out is real memory, so a client that dereferences it does not
-        // crash; the data itself moves only through viPeek and viPoke (VI_USE_OPERS).
-        void* buffer = std::calloc(static_cast<size_t>(size), 1);
-        if (!buffer) return VI_ERROR_ALLOC;
-        window_ = {true, space, offset, size, busAddress, static_cast<uint8_t*>(buffer)};
-        *address = buffer;
+        uintptr_t base = WindowAddresses::instance().take();
+        if (!base) return VI_ERROR_ALLOC;
+        window_ = {true, space, offset, size, busAddress, base};
+        *address = reinterpret_cast<ViAddr>(base);
         return VI_SUCCESS;
     }
     ViStatus unmapAddress() override {
         if (!window_.mapped) return VI_ERROR_WINDOW_NMAPPED;
-        std::free(window_.buffer);
+        WindowAddresses::instance().give(window_.base);
         window_ = {};
         return VI_SUCCESS;
     }
@@ -177,11 +224,11 @@ private:
     }
     ViStatus windowOffset(ViAddr address, int bytes, uint64_t* offset) const {
         if (!window_.mapped) return VI_ERROR_WINDOW_NMAPPED;
-        uintptr_t a = reinterpret_cast<uintptr_t>(address), base = reinterpret_cast<uintptr_t>(window_.buffer);
-        if (a < base || a - base > window_.size || window_.size - (a - base) < static_cast<uint64_t>(bytes)) {
+        uintptr_t a = reinterpret_cast<uintptr_t>(address);
+        if (a < window_.base || a - window_.base > window_.size || window_.size - (a - window_.base) < static_cast<uint64_t>(bytes)) {
             return VI_ERROR_INV_OFFSET;
         }
-        *offset = window_.offset + (a - base);
+        *offset = window_.offset + (a - window_.base);
         return VI_SUCCESS;
     }
 
@@ -189,7 +236,7 @@ private:
         bool mapped = false;
         ViUInt16 space = 0;
         uint64_t offset = 0, size = 0, busAddress = 0;
-        uint8_t* buffer = nullptr;
+        uintptr_t base = 0;  // the address handed out
     };
     bool bigEndian_;
     ViUInt16 srcOrder_, destOrder_, windowOrder_;
@@ -296,7 +343,7 @@ public:
         return bus_->driveWithProtocol(line, protocol);
     }
 
-    ViStatus vxiCommandQuery(ViUInt16 mode, ViUInt32 cmd, ViUInt32* response) override {
+    ViStatus vxiCommandQuery(ViUInt16 mode, ViUInt32 cmd, ViUInt32* response, const IoControl& io) override {
         bool send = mode == VI_VXI_CMD16 || mode == VI_VXI_CMD16_RESP16 || mode == VI_VXI_CMD32 ||
                     mode == VI_VXI_CMD32_RESP16 || mode == VI_VXI_CMD32_RESP32;
         bool take = mode == VI_VXI_CMD16_RESP16 || mode == VI_VXI_RESP16 || mode == VI_VXI_CMD32_RESP16 ||
@@ -305,8 +352,19 @@ public:
         bool wide = mode == VI_VXI_CMD32 || mode == VI_VXI_CMD32_RESP16 || mode == VI_VXI_CMD32_RESP32;
         bool wideResponse = mode == VI_VXI_CMD32_RESP32 || mode == VI_VXI_RESP32;
         if (send && !wide && cmd > 0xFFFF) return VI_ERROR_INV_PARAMETER;
+        std::unique_lock<std::mutex> lock(bus_->m);
+        if (la_ == bus_->def().controllerLa && bus_->servantListening()) {
+            // The controller's own logical address, taken by its servant sessions: they get the
+            // command and give the response.
+            if (send) bus_->commandServant(mode, cmd);
+            if (!take) return VI_SUCCESS;
+            ViUInt32 r = 0;
+            ViStatus st = bus_->takeServantResponse(lock, io, &r);
+            if (st < 0) return st;
+            if (response) *response = r;
+            return VI_SUCCESS;
+        }
         if (ViStatus st = messageDevice(); st < 0) return st;
-        std::lock_guard<std::mutex> lock(bus_->m);
         if (send) {
             // Longword serial carries the word-serial command in its upper half.
             bool produced = false;

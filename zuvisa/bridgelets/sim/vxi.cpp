@@ -355,24 +355,90 @@ ViStatus VxiBus::unmapTrigger(int src, int dest) {
     return maps_.size() == before ? VI_ERROR_TRIG_NMAPPED : VI_SUCCESS;
 }
 
-ViStatus VxiBus::interrupt(ViInt16 mode, ViUInt32 statusId) {
-    if (mode < VI_ASSERT_SIGNAL || mode > VI_ASSERT_IRQ7) return VI_ERROR_INV_MODE;
-    int level = mode == VI_ASSERT_USE_ASSIGNED ? 1 : mode;
-    // The handler of the device named in the low byte of the status/ID takes the interrupt.
-    auto dev = device(static_cast<int>(statusId & 0xFF));
+namespace {
+
+bool validInterruptMode(ViInt16 mode) { return mode >= VI_ASSERT_SIGNAL && mode <= VI_ASSERT_IRQ7; }
+
+int interruptLevel(ViInt16 mode) { return mode == VI_ASSERT_USE_ASSIGNED ? 1 : mode; }
+
+// What the handler of a signal (written to the signal register) or an interrupt receives.
+EventData interruptEvent(ViInt16 mode, ViUInt32 statusId) {
     EventData e;
     if (mode == VI_ASSERT_SIGNAL) {
         e.type = VI_EVENT_VXI_SIGP;
         e.numbers = {{VI_ATTR_SIGP_STATUS_ID, statusId & 0xFFFF}};
     } else {
         e.type = VI_EVENT_VXI_VME_INTR;
-        e.numbers = {{VI_ATTR_INTR_STATUS_ID, statusId}, {VI_ATTR_RECV_INTR_LEVEL, static_cast<ViAttrState>(level)}};
+        e.numbers = {{VI_ATTR_INTR_STATUS_ID, statusId},
+                     {VI_ATTR_RECV_INTR_LEVEL, static_cast<ViAttrState>(interruptLevel(mode))}};
     }
+    return e;
+}
+
+}  // namespace
+
+ViStatus VxiBus::interrupt(ViInt16 mode, ViUInt32 statusId) {
+    if (!validInterruptMode(mode)) return VI_ERROR_INV_MODE;
+    // The handler of the device named in the low byte of the status/ID takes the interrupt.
+    auto dev = device(static_cast<int>(statusId & 0xFF));
     if (dev) {
-        dev->instrument()->sinks()->raise(e);
+        dev->instrument()->sinks()->raise(interruptEvent(mode, statusId));
     } else if (mode != VI_ASSERT_SIGNAL) {
-        pendingIrq_ |= static_cast<uint16_t>(1u << level);  // nobody acknowledges it
+        pendingIrq_ |= static_cast<uint16_t>(1u << interruptLevel(mode));  // nobody acknowledges it
     }
+    return VI_SUCCESS;
+}
+
+ViStatus VxiBus::signalCommander(ViInt16 mode, ViUInt32 statusId) {
+    if (!validInterruptMode(mode)) return VI_ERROR_INV_MODE;
+    if (auto commander = device(def_.controllerLa)) commander->instrument()->sinks()->raise(interruptEvent(mode, statusId));
+    return VI_SUCCESS;
+}
+
+void VxiBus::commandServant(ViUInt16 mode, ViUInt32 command) {
+    bool wide = mode == VI_VXI_CMD32 || mode == VI_VXI_CMD32_RESP16 || mode == VI_VXI_CMD32_RESP32;
+    // Longword serial carries the word-serial command in its upper half.
+    uint16_t word = static_cast<uint16_t>(wide ? command >> 16 : command);
+    EventData e;
+    if (word == ws::kClear) {
+        servantResponse_ = Response::None;
+        e.type = VI_EVENT_CLEAR;
+    } else if (word == ws::kTrigger) {
+        e.type = VI_EVENT_TRIG;
+        e.numbers = {{VI_ATTR_RECV_TRIG_ID, static_cast<ViUInt16>(VI_TRIG_SW)}};
+    } else {
+        e.type = VI_EVENT_VXI_DEV_CMD;
+        e.numbers = {{VI_ATTR_VXI_DEV_CMD_TYPE, mode}, {VI_ATTR_VXI_DEV_CMD_VALUE, command}};
+    }
+    servantSinks_.raise(e);
+}
+
+ViStatus VxiBus::servantRespond(ViInt16 mode, ViUInt32 response) {
+    if (mode == VI_VXI_RESP_NONE) return VI_SUCCESS;
+    if (servantResponse_ != Response::None) return VI_ERROR_RESP_PENDING;
+    if (mode == VI_VXI_RESP_PROT_ERROR) {
+        servantResponse_ = Response::ProtocolError;
+    } else {
+        servantResponse_ = Response::Word;
+        servantWord_ = response;
+    }
+    servantResponded_.notify_all();
+    return VI_SUCCESS;
+}
+
+ViStatus VxiBus::takeServantResponse(std::unique_lock<std::mutex>& lock, const IoControl& io, ViUInt32* response) {
+    while (servantResponse_ == Response::None) {
+        if (io.cancelled()) return VI_ERROR_ABORT;
+        if (io.expired()) return VI_ERROR_TMO;
+        // Short waits, so that a cancel is seen also while waiting without a deadline.
+        auto until = Clock::now() + std::chrono::milliseconds(20);
+        if (!io.infinite && io.deadline < until) until = io.deadline;
+        servantResponded_.wait_until(lock, until);
+    }
+    Response r = servantResponse_;
+    servantResponse_ = Response::None;
+    if (r == Response::ProtocolError) return VI_ERROR_INP_PROT_VIOL;
+    *response = servantWord_;
     return VI_SUCCESS;
 }
 
@@ -390,6 +456,7 @@ void VxiBus::sysreset() {
     for (const auto& [la, dev] : devices_) dev->reset();
     asserted_ = 0;
     pendingIrq_ = 0;
+    servantResponse_ = Response::None;
     bool failing = false;
     for (const auto& [la, dev] : devices_) failing |= !dev->def().passed;
     sysfail_ = failing;

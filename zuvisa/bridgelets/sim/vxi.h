@@ -7,6 +7,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -139,6 +140,23 @@ public:
     bool sysfail() const { return sysfail_; }
     void sysreset();
 
+    // The local controller as the servant of a commander (the VXI SERVANT resource). A commander
+    // reaches it at the controller's logical address: while a servant session is open, the
+    // word-serial commands of the commander's viVxiCommandQuery arrive there as events, and the
+    // servant's viVxiServantResponse is the response word that the commander's query takes.
+    bool servantListening() const { return servantSinks_.count() > 0; }
+    // A command, with the mode of the commander's query: Clear arrives as VI_EVENT_CLEAR,
+    // Trigger as VI_EVENT_TRIG, every other command as VI_EVENT_VXI_DEV_CMD.
+    void commandServant(ViUInt16 mode, ViUInt32 command);
+    // The servant's response; VI_ERROR_RESP_PENDING while the commander has not taken the last.
+    ViStatus servantRespond(ViInt16 mode, ViUInt32 response);
+    // Waits for the servant's response as io says; lock holds the bus mutex and is released
+    // while waiting.
+    ViStatus takeServantResponse(std::unique_lock<std::mutex>& lock, const IoControl& io, ViUInt32* response);
+    // A servant's interrupt or signal goes to its commander: the sessions on the controller's
+    // logical address hear it.
+    ViStatus signalCommander(ViInt16 mode, ViUInt32 statusId);
+
 private:
     InterfaceDef def_;
     std::map<int, std::shared_ptr<VxiDevice>> devices_;
@@ -152,6 +170,9 @@ private:
     uint16_t pendingIrq_ = 0;
     bool sysfail_ = false;
     Sinks backplaneSinks_, servantSinks_;
+    enum class Response { None, Word, ProtocolError } servantResponse_ = Response::None;
+    ViUInt32 servantWord_ = 0;
+    std::condition_variable servantResponded_;
 };
 
 }  // namespace zuvisa::sim

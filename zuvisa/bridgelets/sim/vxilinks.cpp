@@ -82,11 +82,10 @@ private:
     Attachment attachment_;
 };
 
-// The controller as a device of a commander elsewhere: what the commander says arrives as
-// input, what the servant writes goes to the commander (the peer, a simulated device), and the
-// commander's word-serial commands arrive as VI_EVENT_VXI_DEV_CMD. The commander hears a servant
-// response as the message "RESPONSE <value>" ("RESPONSE NONE", "RESPONSE ERROR"), so that its
-// dialogues and actions can answer it.
+// The controller as a device of a commander elsewhere. Messages go to and come from the peer (a
+// simulated device that plays the commander), whose actions raise the servant's events. A
+// commander may also be a session in this process on the controller's logical address: its
+// word-serial commands arrive as events, and the servant's response and signals reach it.
 class VxiServantLink : public Link {
 public:
     VxiServantLink(std::shared_ptr<Instrument> peer, EventSink* sink, std::shared_ptr<VxiBus> bus)
@@ -105,10 +104,9 @@ public:
         if (!peer_ || !peer_->message()) return wait(io);
         return peer_->message()->read(buf, count, opt, io, done);
     }
-    ViStatus assertIntrSignal(ViInt16 mode, ViUInt32) override {
-        // The commander takes interrupts and signals from its servant; nothing else hears them.
-        if (mode < VI_ASSERT_SIGNAL || mode > VI_ASSERT_IRQ7) return VI_ERROR_INV_MODE;
-        return VI_SUCCESS;
+    ViStatus assertIntrSignal(ViInt16 mode, ViUInt32 statusId) override {
+        std::lock_guard<std::mutex> lock(bus_->m);
+        return bus_->signalCommander(mode, statusId);
     }
     ViStatus assertUtilSignal(ViUInt16 line) override { return utilSignal(*bus_, line); }
     ViStatus vxiServantResponse(ViInt16 mode, ViUInt32 response) override {
@@ -121,12 +119,8 @@ public:
         case VI_VXI_RESP_PROT_ERROR: break;
         default: return VI_ERROR_INV_MODE;
         }
-        if (!peer_ || !peer_->message()) return VI_SUCCESS;  // nobody is listening
-        std::string text = mode == VI_VXI_RESP_NONE ? "RESPONSE NONE"
-                           : mode == VI_VXI_RESP_PROT_ERROR ? "RESPONSE ERROR"
-                                                            : "RESPONSE " + std::to_string(response);
-        size_t done = 0;
-        return peer_->message()->write(reinterpret_cast<const ViByte*>(text.data()), text.size(), true, &done);
+        std::lock_guard<std::mutex> lock(bus_->m);
+        return bus_->servantRespond(mode, response);
     }
     ViStatus getAttribute(ViAttr attr, ViAttrState* v, std::string* text) override {
         if (attr == VI_ATTR_VXI_VME_SYSFAIL_STATE) {

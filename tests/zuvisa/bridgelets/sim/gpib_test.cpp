@@ -1,6 +1,7 @@
 // GPIB boards through the C API: addressing and bus commands that the devices obey, REN and
 // ATN, interface clear, passing control, service requests, and the board as a servant.
 #include <chrono>
+#include <functional>
 #include <thread>
 
 #include "simbench.h"
@@ -108,6 +109,59 @@ TEST_F(Gpib, RenAndAtnFollowTheModes) {
     EXPECT_EQ(viGpibSendIFC(board), VI_ERROR_NSYS_CNTLR);
     EXPECT_EQ(viSetAttribute(board, VI_ATTR_GPIB_SYS_CNTRL_STATE, VI_TRUE), VI_SUCCESS);
     EXPECT_EQ(viGpibSendIFC(board), VI_SUCCESS);
+}
+
+// What the board puts on the bus with ATN, as VI_ATTR_ZU_GPIB_CMD_LOG shows it.
+TEST_F(Gpib, CommandBytesAsTheBusSeesThem) {
+    ViSession board = open("GPIB0::INTFC");
+    ViSession meter = open("GPIB0::5::INSTR");
+    std::string before = text(board, VI_ATTR_ZU_GPIB_CMD_LOG);
+    EXPECT_EQ(before, "");
+    const struct {
+        const char* what;
+        std::function<ViStatus()> act;
+        const char* bytes;
+    } cases[] = {
+        {"addressing", [&] { return command(board, {kUnl, kUnt, talkAt(0), listenAt(5)}); }, "3F 5F 40 25"},
+        {"parity bit kept", [&] { return command(board, {0x80 | kGet}); }, "88"},
+        {"REN with addressing", [&] { return viGpibControlREN(meter, VI_GPIB_REN_ASSERT_ADDRESS); }, "3F 40 25"},
+        {"go to local", [&] { return viGpibControlREN(meter, VI_GPIB_REN_ADDRESS_GTL); }, "3F 40 25 01"},
+        {"lockout", [&] { return viGpibControlREN(board, VI_GPIB_REN_ASSERT_LLO); }, "11"},
+        {"REN alone sends nothing", [&] { return viGpibControlREN(board, VI_GPIB_REN_ASSERT); }, ""},
+        {"trigger", [&] { return viAssertTrigger(board, VI_TRIG_PROT_DEFAULT); }, "08"},
+        {"passing control", [&] { return viGpibPassControl(board, 6, VI_NO_SEC_ADDR); }, "46 09"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.act(), VI_SUCCESS) << c.what;
+        std::string after = text(board, VI_ATTR_ZU_GPIB_CMD_LOG);
+        std::string expected = before.empty() || !*c.bytes ? before + c.bytes : before + " " + c.bytes;
+        EXPECT_EQ(after, expected) << c.what;
+        EXPECT_EQ(text(open("GPIB0::SERVANT"), VI_ATTR_ZU_GPIB_CMD_LOG), after) << "the servant sees the same bus";
+        before = after;
+    }
+    char buf[256];
+    EXPECT_EQ(viGetAttribute(meter, VI_ATTR_ZU_GPIB_CMD_LOG, buf), VI_ERROR_NSUP_ATTR);
+}
+
+TEST_F(Gpib, CommandsLeaveAtnAssertedUntilDataMovesAndTheLogKeepsTheLastBytes) {
+    ViSession board = open("GPIB0::INTFC");
+    ASSERT_EQ(command(board, {kUnl, talkAt(0), listenAt(5)}), VI_SUCCESS);
+    EXPECT_EQ(attr<ViInt16>(board, VI_ATTR_GPIB_ATN_STATE), VI_STATE_ASSERTED);
+    EXPECT_EQ(write(board, "*IDN?\n"), VI_SUCCESS);
+    EXPECT_EQ(attr<ViInt16>(board, VI_ATTR_GPIB_ATN_STATE), VI_STATE_UNASSERTED);
+    std::vector<ViByte> many(100, kUnt);
+    many.back() = kUnl;
+    ViUInt32 n = 0;
+    ASSERT_EQ(viGpibCommand(board, many.data(), static_cast<ViUInt32>(many.size()), &n), VI_SUCCESS);
+    std::string log = text(board, VI_ATTR_ZU_GPIB_CMD_LOG);
+    EXPECT_EQ(log.size(), 64u * 3 - 1);
+    EXPECT_EQ(log.substr(log.size() - 5), "5F 3F");
+    // Take Control ends the command: the bytes after it are not the board's to send.
+    const ViByte pass[] = {talkAt(6), 0x09, kUnl};
+    ASSERT_EQ(viGpibCommand(board, pass, sizeof pass, &n), VI_SUCCESS);
+    EXPECT_EQ(n, 2u);
+    log = text(board, VI_ATTR_ZU_GPIB_CMD_LOG);
+    EXPECT_EQ(log.substr(log.size() - 5), "46 09");
 }
 
 TEST_F(Gpib, PassingControlAndTakingItBack) {

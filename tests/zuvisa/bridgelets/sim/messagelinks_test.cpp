@@ -35,6 +35,12 @@ TEST_F(Serial, ModemLinesFollowTheHandshakeWiring) {
     EXPECT_EQ(wait(vi, VI_EVENT_ASRL_RI, &ctx), VI_SUCCESS);
     viClose(ctx);
     EXPECT_EQ(attr<ViInt16>(vi, VI_ATTR_ASRL_RI_STATE), VI_STATE_ASSERTED);
+    // It drops the carrier, and the line follows the event.
+    listen(vi, VI_EVENT_ASRL_DCD);
+    EXPECT_EQ(write(vi, "HANGUP\n"), VI_SUCCESS);
+    EXPECT_EQ(wait(vi, VI_EVENT_ASRL_DCD, &ctx), VI_SUCCESS);
+    viClose(ctx);
+    EXPECT_EQ(attr<ViInt16>(vi, VI_ATTR_ASRL_DCD_STATE), VI_STATE_UNASSERTED);
 }
 
 TEST_F(Serial, EndModesDecideWhereMessagesEnd) {

@@ -1,6 +1,9 @@
 // Block moves, byte order, increments, mapped windows and shared memory on register-based
 // resources, through the C API.
+#include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <string>
 #include <vector>
 
 #include "simbench.h"
@@ -115,6 +118,88 @@ TEST_F(Registers, AMappedWindowIsReadThroughPeekAndPoke) {
     EXPECT_EQ(viMapAddressEx(dig, VI_A16_SPACE, 0, 0x40, VI_FALSE, VI_NULL, &window), VI_SUCCESS);
     viPeek16(dig, window, &v);
     EXPECT_EQ(v, 0xCE5A);
+}
+
+// The permissions of the mapping that holds an address in this process ("" when none does).
+std::string permissionsAt(const void* address) {
+    std::ifstream maps("/proc/self/maps");
+    auto a = reinterpret_cast<uintptr_t>(address);
+    std::string line;
+    while (std::getline(maps, line)) {
+        unsigned long from = 0, to = 0;
+        char perms[5] = "";
+        if (sscanf(line.c_str(), "%lx-%lx %4s", &from, &to, perms) == 3 && a >= from && a < to) return perms;
+    }
+    return "";
+}
+
+// A stray address fails with a status (which the exception event reports) and touches nothing.
+TEST_F(Registers, PeekAndPokeTouchOnlyTheMappedWindow) {
+    ViSession dig = open("VXI0::8::INSTR");
+    ExceptionSeen refusal;
+    ASSERT_EQ(viInstallHandler(dig, VI_EVENT_EXCEPTION, noteException, &refusal), VI_SUCCESS);
+    ASSERT_EQ(viEnableEvent(dig, VI_EVENT_EXCEPTION, VI_HNDLR, VI_NULL), VI_SUCCESS);
+    constexpr ViBusAddress kAt = 0x40, kSize = 0x20;
+    // Guard words on both sides of the window.
+    ASSERT_EQ(viOut32(dig, VI_A24_SPACE, kAt - 4, 0x5A5A5A5A), VI_SUCCESS);
+    ASSERT_EQ(viOut32(dig, VI_A24_SPACE, kAt + kSize, 0xA5A5A5A5), VI_SUCCESS);
+    ViAddr window = nullptr;
+    ASSERT_EQ(viMapAddress(dig, VI_A24_SPACE, kAt, kSize, VI_FALSE, VI_NULL, &window), VI_SUCCESS);
+    EXPECT_EQ(permissionsAt(window), "---p") << "dereferencing the address faults; it reaches no memory";
+    auto base = reinterpret_cast<intptr_t>(window);
+    const struct {
+        intptr_t offset;  // from the window's start
+        int bytes;
+        bool inside;
+    } cases[] = {
+        {0, 1, true},  {0, 2, true},   {0, 4, true},   {kSize - 1, 1, true}, {kSize - 2, 2, true}, {kSize - 4, 4, true},
+        {-1, 1, false}, {-2, 2, false}, {-4, 4, false}, {kSize, 1, false},   {kSize - 1, 2, false}, {kSize - 2, 4, false},
+        {kSize + 4, 4, false}, {intptr_t{1} << 40, 4, false}, {-base, 2, false},  // the null address
+    };
+    for (const auto& c : cases) {
+        ViAddr a = reinterpret_cast<ViAddr>(base + c.offset);
+        refusal = ExceptionSeen{};
+        ViUInt32 v = 7;
+        switch (c.bytes) {
+        case 1: viPoke8(dig, a, 0xEE); break;
+        case 2: viPoke16(dig, a, 0xEEEE); break;
+        default: viPoke32(dig, a, 0xEEEEEEEE); break;
+        }
+        EXPECT_EQ(refusal.status, c.inside ? VI_SUCCESS : VI_ERROR_INV_OFFSET) << c.offset << "/" << c.bytes;
+        if (!c.inside) {
+            EXPECT_EQ(std::string(refusal.operation), "viPoke" + std::to_string(8 * c.bytes));
+        }
+        refusal = ExceptionSeen{};
+        switch (c.bytes) {
+        case 1: {
+            ViUInt8 b = 7;
+            viPeek8(dig, a, &b);
+            v = b;
+            break;
+        }
+        case 2: {
+            ViUInt16 h = 7;
+            viPeek16(dig, a, &h);
+            v = h;
+            break;
+        }
+        default: viPeek32(dig, a, &v); break;
+        }
+        EXPECT_EQ(refusal.status, c.inside ? VI_SUCCESS : VI_ERROR_INV_OFFSET) << c.offset << "/" << c.bytes;
+        EXPECT_EQ(v, c.inside ? (0xEEEEEEEEu >> (32 - 8 * c.bytes)) : 0u) << c.offset << "/" << c.bytes;
+    }
+    ViUInt32 guard = 0;
+    EXPECT_EQ(viIn32(dig, VI_A24_SPACE, kAt - 4, &guard), VI_SUCCESS);
+    EXPECT_EQ(guard, 0x5A5A5A5Au);
+    EXPECT_EQ(viIn32(dig, VI_A24_SPACE, kAt + kSize, &guard), VI_SUCCESS);
+    EXPECT_EQ(guard, 0xA5A5A5A5u);
+    EXPECT_EQ(viUnmapAddress(dig), VI_SUCCESS);
+    refusal = ExceptionSeen{};
+    viPoke16(dig, window, 0x1234);
+    EXPECT_EQ(refusal.status, VI_ERROR_WINDOW_NMAPPED) << "the old address means nothing now";
+    ViUInt16 h = 0;
+    EXPECT_EQ(viIn16(dig, VI_A24_SPACE, kAt, &h), VI_SUCCESS);
+    EXPECT_EQ(h, 0xEEEE);
 }
 
 TEST_F(Registers, SharedMemoryIsAllocatedFromTheDevice) {

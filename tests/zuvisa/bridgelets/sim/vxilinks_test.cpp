@@ -116,22 +116,126 @@ TEST_F(Servant, ExchangesMessagesAndCommandsWithItsCommander) {
     EXPECT_EQ(attr<ViInt16>(ctx, VI_ATTR_VXI_DEV_CMD_TYPE), VI_VXI_CMD16);
     EXPECT_EQ(attr<ViUInt32>(ctx, VI_ATTR_VXI_DEV_CMD_VALUE), 0xCFFFu);
     viClose(ctx);
-    EXPECT_EQ(viVxiServantResponse(vi, VI_VXI_RESP16, 0xFF42), VI_SUCCESS);
-    EXPECT_EQ(read(vi), "THANKS\n") << "the commander took the response";
-    EXPECT_EQ(viVxiServantResponse(vi, VI_VXI_RESP16, 0x1FF42), VI_ERROR_INV_PARAMETER);
-    EXPECT_EQ(viVxiServantResponse(vi, VI_VXI_RESP32, 0x1FF42), VI_SUCCESS);
-    EXPECT_EQ(viVxiServantResponse(vi, VI_VXI_RESP_PROT_ERROR, 0), VI_SUCCESS);
-    EXPECT_EQ(viVxiServantResponse(vi, 7, 0), VI_ERROR_INV_MODE);
     EXPECT_EQ(write(vi, "TRG\n"), VI_SUCCESS);
     EXPECT_EQ(wait(vi, VI_EVENT_TRIG, &ctx), VI_SUCCESS);
     viClose(ctx);
     EXPECT_EQ(write(vi, "CLR\n"), VI_SUCCESS);
     EXPECT_EQ(wait(vi, VI_EVENT_CLEAR, &ctx), VI_SUCCESS);
     viClose(ctx);
-    EXPECT_EQ(viAssertIntrSignal(vi, VI_ASSERT_SIGNAL, 0xFD00), VI_SUCCESS);
-    EXPECT_EQ(viAssertIntrSignal(vi, -2, 0), VI_ERROR_INV_MODE);
     EXPECT_EQ(viAssertUtilSignal(vi, VI_UTIL_ASSERT_SYSFAIL), VI_SUCCESS);
     EXPECT_EQ(attr<ViInt16>(vi, VI_ATTR_VXI_VME_SYSFAIL_STATE), VI_STATE_ASSERTED);
+}
+
+// A commander in this process reaches the servant through the controller's own logical address.
+class Commander : public SimBench {
+protected:
+    void SetUp() override {
+        SimBench::SetUp();
+        servant = open("VXI0::SERVANT");
+        commander = open("VXI0::0::INSTR");
+        ASSERT_EQ(viSetAttribute(commander, VI_ATTR_TMO_VALUE, 100), VI_SUCCESS);
+    }
+    ViStatus ask(ViUInt16 mode, ViUInt32 cmd, ViUInt32* response = nullptr) {
+        ViUInt32 r = 0;
+        ViStatus st = viVxiCommandQuery(commander, mode, cmd, &r);
+        if (response) *response = r;
+        return st;
+    }
+    ViSession servant = 0, commander = 0;
+};
+
+TEST_F(Commander, CommandsArriveAsEventsOfTheirKind) {
+    listen(servant, VI_EVENT_VXI_DEV_CMD);
+    listen(servant, VI_EVENT_CLEAR);
+    listen(servant, VI_EVENT_TRIG);
+    const struct {
+        ViUInt16 mode;
+        ViUInt32 cmd;
+        ViEventType event;
+    } cases[] = {
+        {VI_VXI_CMD16, 0xCFFF, VI_EVENT_VXI_DEV_CMD},       // Read Status
+        {VI_VXI_CMD32, 0xC9FF0001, VI_EVENT_VXI_DEV_CMD},   // longword serial
+        {VI_VXI_CMD16, 0xBC41, VI_EVENT_VXI_DEV_CMD},       // Byte Available is the servant's too
+        {VI_VXI_CMD16, 0xFEFF, VI_EVENT_CLEAR},
+        {VI_VXI_CMD32, 0xEDFF0000, VI_EVENT_TRIG},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(ask(c.mode, c.cmd), VI_SUCCESS) << std::hex << c.cmd;
+        ViEvent ctx = 0;
+        ASSERT_EQ(wait(servant, c.event, &ctx, 500), VI_SUCCESS) << std::hex << c.cmd;
+        if (c.event == VI_EVENT_VXI_DEV_CMD) {
+            EXPECT_EQ(attr<ViInt16>(ctx, VI_ATTR_VXI_DEV_CMD_TYPE), static_cast<ViInt16>(c.mode));
+            EXPECT_EQ(attr<ViUInt32>(ctx, VI_ATTR_VXI_DEV_CMD_VALUE), c.cmd);
+        }
+        if (c.event == VI_EVENT_TRIG) {
+            EXPECT_EQ(attr<ViInt16>(ctx, VI_ATTR_RECV_TRIG_ID), VI_TRIG_SW);
+        }
+        viClose(ctx);
+    }
+    EXPECT_EQ(ask(VI_VXI_CMD16, 0x1CFFF), VI_ERROR_INV_PARAMETER) << "more than 16 bits";
+}
+
+TEST_F(Commander, TheServantsResponseIsTheQuerysResponseWord) {
+    ViUInt32 r = 0;
+    EXPECT_EQ(ask(VI_VXI_RESP16, 0, &r), VI_ERROR_TMO) << "nothing to take yet";
+    EXPECT_EQ(ask(VI_VXI_CMD16, 0xCFFF), VI_SUCCESS);
+    EXPECT_EQ(viVxiServantResponse(servant, VI_VXI_RESP16, 0xFF42), VI_SUCCESS);
+    EXPECT_EQ(viVxiServantResponse(servant, VI_VXI_RESP16, 0xFF43), VI_ERROR_RESP_PENDING) << "not taken yet";
+    EXPECT_EQ(ask(VI_VXI_RESP16, 0, &r), VI_SUCCESS);
+    EXPECT_EQ(r, 0xFF42u);
+    EXPECT_EQ(ask(VI_VXI_RESP16, 0, &r), VI_ERROR_TMO) << "taken once";
+    EXPECT_EQ(viVxiServantResponse(servant, VI_VXI_RESP32, 0x12345678), VI_SUCCESS);
+    EXPECT_EQ(ask(VI_VXI_RESP32, 0, &r), VI_SUCCESS);
+    EXPECT_EQ(r, 0x12345678u);
+    EXPECT_EQ(viVxiServantResponse(servant, VI_VXI_RESP_NONE, 0), VI_SUCCESS);
+    EXPECT_EQ(ask(VI_VXI_RESP16, 0, &r), VI_ERROR_TMO) << "no response is no response";
+    EXPECT_EQ(viVxiServantResponse(servant, VI_VXI_RESP_PROT_ERROR, 0), VI_SUCCESS);
+    EXPECT_EQ(ask(VI_VXI_RESP16, 0, &r), VI_ERROR_INP_PROT_VIOL);
+    EXPECT_EQ(viVxiServantResponse(servant, VI_VXI_RESP16, 0x1FF42), VI_ERROR_INV_PARAMETER);
+    EXPECT_EQ(viVxiServantResponse(servant, 7, 0), VI_ERROR_INV_MODE);
+    // A clear from the commander drops a response it has not taken.
+    EXPECT_EQ(viVxiServantResponse(servant, VI_VXI_RESP16, 0xFF44), VI_SUCCESS);
+    EXPECT_EQ(ask(VI_VXI_CMD16, 0xFEFF), VI_SUCCESS);
+    EXPECT_EQ(ask(VI_VXI_RESP16, 0, &r), VI_ERROR_TMO);
+    // Without a servant session the controller's own firmware answers.
+    viClose(servant);
+    EXPECT_EQ(ask(VI_VXI_CMD16_RESP16, 0xDFFF, &r), VI_SUCCESS);
+    EXPECT_EQ(r, 0x7FF7u) << "Read Protocol";
+}
+
+ViStatus _VI_FUNCH answerStatus(ViSession vi, ViEventType, ViEvent ctx, ViAddr) {
+    ViUInt32 cmd = 0;
+    viGetAttribute(ctx, VI_ATTR_VXI_DEV_CMD_VALUE, &cmd);
+    viVxiServantResponse(vi, VI_VXI_RESP16, 0xFF00 | (cmd & 0xFF));
+    return VI_SUCCESS;
+}
+
+TEST_F(Commander, AQueryWaitsForAServantThatAnswersFromItsHandler) {
+    ASSERT_EQ(viInstallHandler(servant, VI_EVENT_VXI_DEV_CMD, answerStatus, nullptr), VI_SUCCESS);
+    ASSERT_EQ(viEnableEvent(servant, VI_EVENT_VXI_DEV_CMD, VI_HNDLR, VI_NULL), VI_SUCCESS);
+    ASSERT_EQ(viSetAttribute(commander, VI_ATTR_TMO_VALUE, 2000), VI_SUCCESS);
+    ViUInt32 r = 0;
+    EXPECT_EQ(ask(VI_VXI_CMD16_RESP16, 0xCF2A, &r), VI_SUCCESS);
+    EXPECT_EQ(r, 0xFF2Au);
+    EXPECT_EQ(ask(VI_VXI_CMD32_RESP16, 0xCF170000, &r), VI_SUCCESS);
+    EXPECT_EQ(r, 0xFF00u) << "the handler saw the whole longword";
+}
+
+TEST_F(Commander, TheServantsSignalsAndInterruptsReachTheCommander) {
+    listen(commander, VI_EVENT_VXI_SIGP);
+    listen(commander, VI_EVENT_VXI_VME_INTR);
+    EXPECT_EQ(viAssertIntrSignal(servant, VI_ASSERT_SIGNAL, 0xFD00), VI_SUCCESS);
+    ViEvent ctx = 0;
+    ASSERT_EQ(wait(commander, VI_EVENT_VXI_SIGP, &ctx), VI_SUCCESS);
+    EXPECT_EQ(attr<ViUInt16>(ctx, VI_ATTR_SIGP_STATUS_ID), 0xFD00);
+    viClose(ctx);
+    EXPECT_EQ(viAssertIntrSignal(servant, VI_ASSERT_IRQ3, 0x4400), VI_SUCCESS);
+    ASSERT_EQ(wait(commander, VI_EVENT_VXI_VME_INTR, &ctx), VI_SUCCESS);
+    EXPECT_EQ(attr<ViUInt32>(ctx, VI_ATTR_INTR_STATUS_ID), 0x4400u);
+    EXPECT_EQ(attr<ViInt16>(ctx, VI_ATTR_RECV_INTR_LEVEL), 3);
+    viClose(ctx);
+    EXPECT_EQ(viAssertIntrSignal(servant, -2, 0), VI_ERROR_INV_MODE);
+    EXPECT_EQ(viAssertIntrSignal(servant, 8, 0), VI_ERROR_INV_MODE);
 }
 
 }  // namespace
