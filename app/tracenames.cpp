@@ -4,7 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "attrevents/attrlist.h"
+#include "attrevents/eventlist.h"
 #include "session/statusnames.h"
+#include "uiruntime/uidefs.h"
 #include "visalib/trace.h"
 #include "zuvisa/visa.h"
 
@@ -16,8 +19,8 @@ const char* knownStatusName(ViStatus status) {
     return std::strcmp(name, "<Unknown>") == 0 ? nullptr : name;
 }
 
-// The attributes of event contexts, which handlers and waits read and which the session
-// window's attribute catalogue leaves out: their names and the bytes of their values (0: text).
+// The attributes of event contexts, which handlers and waits read and which the attribute
+// catalogue leaves out: their names and the bytes of their values (0: text).
 struct EventAttribute {
     ViAttr id;
     const char* name;
@@ -47,19 +50,32 @@ const EventAttribute* eventAttribute(ViAttr attribute) {
 }
 
 const char* attributeName(ViAttr attribute) {
+    if (const AttrListEntry* row = findAttrRow(attribute)) return row->viName;
     const EventAttribute* a = eventAttribute(attribute);
     return a ? a->name : nullptr;
 }
 
+// The size of the variable the application gives viGetAttribute, as the catalogue types it.
 int attributeSize(ViAttr attribute) {
+    if (const AttrListEntry* row = findAttrRow(attribute)) {
+        if (attrDataType(row->typeFlags) == VAL_STRING) return 0;
+        size_t size = attrValueSize(row->typeFlags);
+        return size ? static_cast<int>(size) : -1;
+    }
     const EventAttribute* a = eventAttribute(attribute);
     return a ? a->size : -1;
+}
+
+// Not eventName(), whose text for an unknown type lives in a buffer that every thread shares.
+const char* eventTypeName(ViEventType eventType) {
+    const EventListEntry* row = findEventRow(eventType);
+    return row ? row->viName : nullptr;
 }
 
 const VisaTraceNames kNames = {
     knownStatusName,
     attributeName,
-    nullptr,  // event names: the event catalogue
+    eventTypeName,
     attributeSize,
     nullptr,  // escaped text: the codec of the I/O panels
 };
