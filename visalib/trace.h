@@ -50,7 +50,7 @@ struct VisaTraceRecord {
     uint16_t function = 0;         // VisaTraceFunction
     uint16_t flags = 0;
     ViStatus status = 0;
-    ViSession session = 0;         // the call's first argument
+    ViSession session = 0;         // the session the call acts on (its first argument), or 0
     uint64_t handlerSequence = 0;  // the handler invocation this call was made in, or 0
     uint8_t argCount = 0;
     uint16_t outputsSet = 0;       // bit i: args[i] holds the value written by the call
