@@ -31,8 +31,18 @@ build() {
 
 jobs=$(nproc 2>/dev/null || echo 2)
 
+# The build lays out a VXIplug&play tree (soft front panels) and a house tree (vxterm, gpterm);
+# talmik finds them on a fresh machine through these variables unless the user set their own.
+# gpterm is also found on the search path, which gets the house tree's bin at its end.
+use_build_frameworks() {
+  export VXIPNPPATH="${VXIPNPPATH:-$top/build/dev/vxipnp}"
+  export ZUVXIPATH="${ZUVXIPATH:-$top/build/dev/zuvxi}"
+  export PATH="${PATH:+$PATH:}$top/build/dev/zuvxi/bin"
+}
+
 start_talmik() {
   local program=build/dev/bin/talmik
+  use_build_frameworks
   if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
     exec "$program" "$@"
   fi

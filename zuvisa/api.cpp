@@ -145,6 +145,8 @@ ZU_API ViStatus viFindRsrc(ViSession sesn, ViConstString expr, ViPFindList vi, V
         FindExpression fe;
         ViStatus st = FindExpression::parse(std::string_view(expr, len), &fe);
         if (st != VI_SUCCESS) return st;
+        // No remote VISA is served: another machine is unreachable, and says so at once.
+        if (!fe.machine().empty() && !isThisMachine(fe.machine())) return VI_ERROR_MACHINE_NAVAIL;
         Backend& backend = *rm->backend;
         std::vector<std::string> names;
         for (const Found& f : backend.enumerate()) {

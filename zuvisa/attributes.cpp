@@ -82,7 +82,9 @@ const AttrDef kAttrs[] = {
     {VI_ATTR_MAX_QUEUE_LENGTH, "VI_ATTR_MAX_QUEUE_LENGTH", T::U32, true, false, kAll, 50, atLeastOne},
     {VI_ATTR_USER_DATA_32, "VI_ATTR_USER_DATA_32", T::U32, true, false, kAll, 0, nullptr},
     {VI_ATTR_USER_DATA_64, "VI_ATTR_USER_DATA_64", T::U64, true, false, kAll, 0, nullptr},
-    {VI_ATTR_TMO_VALUE, "VI_ATTR_TMO_VALUE", T::U32, true, false, kAll, 2000, nullptr},
+    // Network links time their control calls (status, clear, trigger) by it too.
+    {VI_ATTR_TMO_VALUE, "VI_ATTR_TMO_VALUE", T::U32, true, true, kTcpip, 2000, nullptr},
+    {VI_ATTR_TMO_VALUE, "VI_ATTR_TMO_VALUE", T::U32, true, false, kAll & ~kTcpip, 2000, nullptr},
     {VI_ATTR_INTF_TYPE, "VI_ATTR_INTF_TYPE", T::U16, false, false, kSessions, 0, nullptr},
     {VI_ATTR_INTF_NUM, "VI_ATTR_INTF_NUM", T::U16, false, false, kSessions, 0, nullptr},
     {VI_ATTR_INTF_INST_NAME, "VI_ATTR_INTF_INST_NAME", T::Text, false, false, kSessions, 0, nullptr},
@@ -93,7 +95,9 @@ const AttrDef kAttrs[] = {
     {VI_ATTR_SEND_END_EN, "VI_ATTR_SEND_END_EN", T::Bool, true, false, kMessageKinds, VI_TRUE, boolean},
     {VI_ATTR_TERMCHAR, "VI_ATTR_TERMCHAR", T::U8, true, true, kMessageKinds, '\n', nullptr},
     {VI_ATTR_TERMCHAR_EN, "VI_ATTR_TERMCHAR_EN", T::Bool, true, false, kMessageKinds, VI_FALSE, boolean},
-    {VI_ATTR_IO_PROT, "VI_ATTR_IO_PROT", T::U16, true, false, kMessageKinds, VI_PROT_NORMAL, ioProt},
+    // A socket speaks 488.2 strings for viReadSTB and viAssertTrigger: the link must know.
+    {VI_ATTR_IO_PROT, "VI_ATTR_IO_PROT", T::U16, true, true, kKindTcpipSocket, VI_PROT_NORMAL, ioProt},
+    {VI_ATTR_IO_PROT, "VI_ATTR_IO_PROT", T::U16, true, false, kMessageKinds & ~kKindTcpipSocket, VI_PROT_NORMAL, ioProt},
     {VI_ATTR_SUPPRESS_END_EN, "VI_ATTR_SUPPRESS_END_EN", T::Bool, true, false, kMessageKinds, VI_FALSE, boolean},
     {VI_ATTR_FILE_APPEND_EN, "VI_ATTR_FILE_APPEND_EN", T::Bool, true, false, kMessageKinds, VI_FALSE, boolean},
     {VI_ATTR_RD_BUF_OPER_MODE, "VI_ATTR_RD_BUF_OPER_MODE", T::U16, true, false, kMessageKinds, VI_FLUSH_DISABLE, rdBufMode},
@@ -193,6 +197,9 @@ const AttrDef kAttrs[] = {
     {VI_ATTR_TCPIP_NODELAY, "VI_ATTR_TCPIP_NODELAY", T::Bool, true, true, kTcpip, VI_TRUE, boolean},
     {VI_ATTR_TCPIP_KEEPALIVE, "VI_ATTR_TCPIP_KEEPALIVE", T::Bool, true, true, kTcpip, VI_FALSE, boolean},
     {VI_ATTR_TCPIP_IS_HISLIP, "VI_ATTR_TCPIP_IS_HISLIP", T::Bool, false, false, kKindTcpipInstr, VI_FALSE, nullptr},
+    {VI_ATTR_TCPIP_HISLIP_OVERLAP_EN, "VI_ATTR_TCPIP_HISLIP_OVERLAP_EN", T::Bool, true, true, kKindTcpipInstr, VI_FALSE, boolean},
+    {VI_ATTR_TCPIP_HISLIP_VERSION, "VI_ATTR_TCPIP_HISLIP_VERSION", T::U32, false, true, kKindTcpipInstr, 0, nullptr},
+    {VI_ATTR_TCPIP_HISLIP_MAX_MESSAGE_KB, "VI_ATTR_TCPIP_HISLIP_MAX_MESSAGE_KB", T::U32, true, true, kKindTcpipInstr, 1024, atLeastOne},
 
     // USB
     {VI_ATTR_USB_SERIAL_NUM, "VI_ATTR_USB_SERIAL_NUM", T::Text, false, false, kUsb, 0, nullptr},

@@ -22,6 +22,8 @@ ViStatus Link::setIoBuffer(ViUInt16, ViUInt32) { return kNsup; }
 ViStatus Link::flushIoBuffer(ViUInt16) { return kNsup; }
 ViStatus Link::getAttribute(ViAttr, ViAttrState*, std::string*) { return VI_ERROR_NSUP_ATTR; }
 ViStatus Link::setAttribute(ViAttr, ViAttrState) { return VI_SUCCESS; }
+ViStatus Link::lock(ViAccessMode, ViUInt32, const std::string&) { return VI_SUCCESS; }
+ViStatus Link::unlock(ViAccessMode) { return VI_SUCCESS; }
 ViStatus Link::in(ViUInt16, ViBusAddress64, int, ViUInt64*) { return kNsup; }
 ViStatus Link::out(ViUInt16, ViBusAddress64, int, ViUInt64) { return kNsup; }
 ViStatus Link::moveIn(ViUInt16, ViBusAddress64, int, ViBusSize, void*) { return kNsup; }

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -108,6 +109,13 @@ public:
     virtual ViStatus getAttribute(ViAttr attr, ViAttrState* number, std::string* text);
     virtual ViStatus setAttribute(ViAttr attr, ViAttrState value);
 
+    // Locks that the resource itself keeps (a network instrument that other hosts share).
+    // Called once the core granted the lock within this process, with the time left of the
+    // caller's timeout; an error takes the grant back. unlock follows the session's last
+    // release of that lock type.
+    virtual ViStatus lock(ViAccessMode type, ViUInt32 timeout, const std::string& key);
+    virtual ViStatus unlock(ViAccessMode type);
+
     // Register-based access. width is 8, 16, 32 or 64 bits.
     virtual ViStatus in(ViUInt16 space, ViBusAddress64 offset, int width, ViUInt64* value);
     virtual ViStatus out(ViUInt16 space, ViBusAddress64 offset, int width, ViUInt64 value);
@@ -182,6 +190,9 @@ public:
     // Simulation files from the configuration, as absolute paths.
     virtual const std::vector<std::string>& simulationFiles() const = 0;
     virtual void log(int level, const std::string& text) = 0;
+    // A log function that stays valid after registration, for what a bridgelet meets later
+    // (why a connection failed).
+    virtual std::function<void(int, const std::string&)> logger() const = 0;
     virtual void add(std::unique_ptr<Bridgelet> bridgelet) = 0;
 
 protected:

@@ -211,6 +211,8 @@ ViStatus readConfigFile(const std::string& path, Config* out, std::string* probl
 Config defaultConfig(const std::string& moduleDir) {
     Config c;
     c.bridgelets.push_back({"sim", true});
+    // Any TCPIP name opens on a fresh machine; simulated names are the sim bridgelet's first.
+    c.bridgelets.push_back({"tcpip", true});
     c.moduleDirectory = moduleDir;
     std::string bench = moduleDir + "/" + kDefaultBenchFile;
     if (fileExists(bench)) c.simulationFiles.push_back(bench);

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <unistd.h>
+
 #include "zuvisa/attributes.h"
 #include "zuvisa/rsrcname.h"
 
@@ -16,8 +18,85 @@ namespace zuvisa {
 namespace {
 
 constexpr int kMaxDepth = 64;
+constexpr size_t kMaxMachineName = 255;
+
+bool nameChar(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' || c == '-' ||
+           c == '_';
+}
+
+// A host name, or an IPv6 address in brackets (with an optional zone), then an optional port.
+bool validMachine(std::string_view m) {
+    if (m.empty() || m.size() > kMaxMachineName) return false;
+    size_t hostEnd;
+    if (m.front() == '[') {
+        hostEnd = m.find(']');
+        if (hostEnd == std::string_view::npos || hostEnd < 3) return false;
+        std::string_view inside = m.substr(1, hostEnd - 1);
+        if (inside.find(':') == std::string_view::npos) return false;
+        for (char c : inside)
+            if (!nameChar(c) && c != ':' && c != '%') return false;
+        ++hostEnd;
+    } else {
+        hostEnd = m.find(':');
+        if (hostEnd == std::string_view::npos) hostEnd = m.size();
+        if (hostEnd == 0) return false;
+        for (char c : m.substr(0, hostEnd))
+            if (!nameChar(c)) return false;
+    }
+    if (hostEnd == m.size()) return true;
+    std::string_view port = m.substr(hostEnd);
+    if (port.size() < 2 || port.size() > 6 || port[0] != ':') return false;
+    unsigned value = 0;
+    for (char c : port.substr(1)) {
+        if (c < '0' || c > '9') return false;
+        value = value * 10 + static_cast<unsigned>(c - '0');
+    }
+    return value <= 65535;
+}
+
+bool iequal(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (tolower(static_cast<unsigned char>(a[i])) != tolower(static_cast<unsigned char>(b[i]))) return false;
+    return true;
+}
+
+// Splits "visa://machine/rest" into machine and rest; an expression without the prefix is all
+// rest. False when the prefix is there but malformed.
+bool splitMachine(std::string_view text, std::string_view* machine, std::string_view* rest) {
+    constexpr std::string_view kPrefix = "visa:/";
+    *machine = {};
+    *rest = text;
+    if (text.size() < kPrefix.size() || !iequal(text.substr(0, kPrefix.size()), kPrefix)) return true;
+    if (text.size() < kPrefix.size() + 1 || text[kPrefix.size()] != '/') return false;  // "visa:/" names none
+    std::string_view after = text.substr(kPrefix.size() + 1);
+    size_t slash = after.find('/');
+    if (slash == std::string_view::npos) return false;
+    *machine = after.substr(0, slash);
+    *rest = after.substr(slash + 1);
+    return validMachine(*machine);
+}
 
 }  // namespace
+
+bool isThisMachine(std::string_view machine) {
+    std::string_view host = machine;
+    if (!host.empty() && host.front() == '[') {
+        host = host.substr(1, host.find(']') - 1);
+        size_t zone = host.find('%');
+        return host.substr(0, zone) == "::1";
+    }
+    host = host.substr(0, host.find(':'));
+    if (iequal(host, "localhost") || iequal(host, "localhost.localdomain")) return true;
+    if (host.substr(0, 4) == "127.") return true;
+    char own[256] = "";
+    if (gethostname(own, sizeof own - 1) != 0 || !own[0]) return false;
+    std::string_view self(own);
+    if (iequal(host, self)) return true;
+    // A name without a domain stands for this host when this host's own name starts with it.
+    return host.find('.') == std::string_view::npos && iequal(host, self.substr(0, self.find('.')));
+}
 
 // Builds the automaton by recursive descent over the pattern.
 struct RegexBuilder {
@@ -434,8 +513,10 @@ FindExpression::~FindExpression() = default;
 FindExpression::FindExpression(FindExpression&&) noexcept = default;
 FindExpression& FindExpression::operator=(FindExpression&&) noexcept = default;
 
-ViStatus FindExpression::parse(std::string_view text, FindExpression* out) {
-    if (!out || text.empty() || text.size() > kMaxFindExpression) return VI_ERROR_INV_EXPR;
+ViStatus FindExpression::parse(std::string_view whole, FindExpression* out) {
+    if (!out || whole.empty() || whole.size() > kMaxFindExpression) return VI_ERROR_INV_EXPR;
+    std::string_view machine, text;
+    if (!splitMachine(whole, &machine, &text) || text.empty()) return VI_ERROR_INV_EXPR;
     // The clause starts at the first brace that is neither escaped nor inside a set.
     size_t brace = std::string_view::npos;
     bool inSet = false;
@@ -464,6 +545,7 @@ ViStatus FindExpression::parse(std::string_view text, FindExpression* out) {
         if (p.failed || !clause || p.pos != body.size()) return VI_ERROR_INV_EXPR;
         e.clause_ = std::move(clause);
     }
+    e.machine_ = std::string(machine);
     *out = std::move(e);
     return VI_SUCCESS;
 }

@@ -44,8 +44,12 @@ public:
     FindExpression(FindExpression&&) noexcept;
     FindExpression& operator=(FindExpression&&) noexcept;
 
-    // VI_SUCCESS or VI_ERROR_INV_EXPR.
+    // VI_SUCCESS or VI_ERROR_INV_EXPR. An expression may start with the machine it is meant for,
+    // "visa://host/" or "visa://host:port/" (IPv6 hosts in brackets); "visa:/" without a host,
+    // or a host that is not a valid name, is invalid.
     static ViStatus parse(std::string_view text, FindExpression* out);
+    // The machine the expression names, as written, or "" for this one.
+    const std::string& machine() const { return machine_; }
     bool matchesName(std::string_view name) const { return regex_.matches(name); }
     bool hasAttributeClause() const { return clause_ != nullptr; }
     bool matchesAttributes(const AttrLookup& lookup) const;
@@ -55,6 +59,12 @@ public:
 private:
     VisaRegex regex_;
     std::unique_ptr<Clause> clause_;
+    std::string machine_;
 };
+
+// Whether a machine named in a find expression is this one: "localhost", a loopback address, or
+// this host's name (with or without its domain), in any case; the port is not looked at. Never
+// asks the network, so that a search can answer at once.
+bool isThisMachine(std::string_view machine);
 
 }  // namespace zuvisa

@@ -272,6 +272,9 @@ public:
         return config_.simulationFiles;
     }
     void log(int level, const std::string& text) override { logLine(level, name_ + ": " + text); }
+    std::function<void(int, const std::string&)> logger() const override {
+        return [name = name_](int level, const std::string& text) { logLine(level, name + ": " + text); };
+    }
     void add(std::unique_ptr<Bridgelet> b) override {
         if (b) out_->push_back(std::move(b));
     }

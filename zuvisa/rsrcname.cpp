@@ -62,6 +62,16 @@ bool parseId16(std::string_view s, int* out) {
 
 bool validHost(std::string_view h) {
     if (h.empty()) return false;
+    if (h.front() == '[') {
+        // An IPv6 address in brackets, with an optional zone ("[fe80::1%eth0]").
+        if (h.size() < 4 || h.back() != ']') return false;
+        for (char c : h.substr(1, h.size() - 2)) {
+            bool ok = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F') || c == ':' ||
+                      c == '.' || c == '%' || (c >= 'g' && c <= 'z') || (c >= 'G' && c <= 'Z') || c == '_' || c == '-';
+            if (!ok) return false;
+        }
+        return h.find(':') != std::string_view::npos;
+    }
     for (char c : h) {
         bool ok = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
                   c == '.' || c == '-' || c == '_';
@@ -290,13 +300,24 @@ ViStatus parseResourceName(std::string_view text, ResourceName* out) {
     std::vector<std::string_view> tokens;
     if (sep != std::string_view::npos) {
         std::string_view body = rest.substr(sep + 2);
-        for (;;) {
+        bool more = true;
+        // A bracketed IPv6 host holds "::" of its own.
+        if (r.intfType == VI_INTF_TCPIP && !body.empty() && body.front() == '[') {
+            size_t close = body.find(']');
+            if (close == std::string_view::npos) return VI_ERROR_INV_RSRC_NAME;
+            tokens.push_back(body.substr(0, close + 1));
+            body = body.substr(close + 1);
+            more = !body.empty();
+            if (more && body.substr(0, 2) != "::") return VI_ERROR_INV_RSRC_NAME;
+            if (more) body = body.substr(2);
+        }
+        while (more) {
             size_t next = body.find("::");
             std::string_view tok = body.substr(0, next);
             if (tok.empty()) return VI_ERROR_INV_RSRC_NAME;
             tokens.push_back(tok);
-            if (next == std::string_view::npos) break;
-            body = body.substr(next + 2);
+            more = next != std::string_view::npos;
+            if (more) body = body.substr(next + 2);
         }
     }
     r.rsrcClass = "INSTR";

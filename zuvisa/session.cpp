@@ -35,6 +35,18 @@ std::string generateKey() {
     return buf;
 }
 
+// A lock that the resource keeps itself, asked for once this process granted it.
+ViStatus remoteLock(Session& s, ViAccessMode type, const IoControl& limit, const std::string& key) {
+    if (!s.link) return VI_SUCCESS;
+    ViUInt32 left = VI_TMO_INFINITE;
+    if (!limit.infinite) {
+        auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(limit.deadline - Clock::now()).count();
+        left = ms > 0 ? static_cast<ViUInt32>(ms) : 0;
+    }
+    std::lock_guard<std::mutex> io(s.ioMutex);
+    return s.link->lock(type, left, key);
+}
+
 // Lock grants, with resource->m held.
 bool canLockExclusive(const Resource& r, const Session& s) {
     if (r.exclusiveOwner && r.exclusiveOwner != &s) return false;
@@ -268,7 +280,15 @@ ViStatus lockSession(Session& s, ViAccessMode type, ViUInt32 timeout, const char
         bool nested = s.exclusiveLocks > 0;
         ++s.exclusiveLocks;
         r.exclusiveOwner = &s;
-        return nested ? VI_SUCCESS_NESTED_EXCLUSIVE : VI_SUCCESS;
+        if (nested) return VI_SUCCESS_NESTED_EXCLUSIVE;
+        lock.unlock();
+        ViStatus st = remoteLock(s, VI_EXCLUSIVE_LOCK, limit, std::string());
+        if (st < 0) {
+            lock.lock();
+            if (--s.exclusiveLocks == 0) r.exclusiveOwner = nullptr;
+            r.cv.notify_all();
+        }
+        return st < 0 ? st : VI_SUCCESS;
     }
 
     if (s.sharedLocks > 0) {
@@ -291,21 +311,44 @@ ViStatus lockSession(Session& s, ViAccessMode type, ViUInt32 timeout, const char
     if (r.sharedHolders == 0) r.sharedKey = wanted.empty() ? generateKey() : wanted;
     ++r.sharedHolders;
     s.sharedLocks = 1;
-    if (accessKey) snprintf(accessKey, VI_FIND_BUFLEN, "%s", r.sharedKey.c_str());
+    std::string key = r.sharedKey;
+    lock.unlock();
+    ViStatus st = remoteLock(s, VI_SHARED_LOCK, limit, key);
+    if (st < 0) {
+        lock.lock();
+        s.sharedLocks = 0;
+        if (--r.sharedHolders == 0) r.sharedKey.clear();
+        r.cv.notify_all();
+        return st;
+    }
+    if (accessKey) snprintf(accessKey, VI_FIND_BUFLEN, "%s", key.c_str());
     return VI_SUCCESS;
 }
 
 ViStatus unlockSession(Session& s) {
     Resource& r = *s.resource;
-    std::lock_guard<std::mutex> lock(r.m);
+    std::unique_lock<std::mutex> lock(r.m);
+    ViAccessMode released = VI_NO_LOCK;
     if (s.exclusiveLocks > 0) {
-        if (--s.exclusiveLocks == 0) r.exclusiveOwner = nullptr;
+        if (--s.exclusiveLocks == 0) {
+            r.exclusiveOwner = nullptr;
+            released = VI_EXCLUSIVE_LOCK;
+        }
     } else if (s.sharedLocks > 0) {
-        if (--s.sharedLocks == 0 && --r.sharedHolders == 0) r.sharedKey.clear();
+        if (--s.sharedLocks == 0) {
+            released = VI_SHARED_LOCK;
+            if (--r.sharedHolders == 0) r.sharedKey.clear();
+        }
     } else {
         return VI_ERROR_SESN_NLOCKED;
     }
     r.cv.notify_all();
+    if (released != VI_NO_LOCK && s.link) {
+        lock.unlock();
+        std::lock_guard<std::mutex> io(s.ioMutex);
+        s.link->unlock(released);
+        lock.lock();
+    }
     if (s.exclusiveLocks > 0) return VI_SUCCESS_NESTED_EXCLUSIVE;
     if (s.sharedLocks > 0) return VI_SUCCESS_NESTED_SHARED;
     return VI_SUCCESS;

@@ -1,6 +1,9 @@
 // Find, parse, open, close and attributes through the C API on the test bench.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstring>
 #include <set>
 #include <string>
@@ -271,6 +274,101 @@ TEST_F(Api, OperationsAResourceLacksAreNotSupported) {
     EXPECT_EQ(viMoveAsync(vi, 1, 0, VI_WIDTH_8, 1, 0, VI_WIDTH_8, 1, &job), VI_ERROR_NSUP_OPER);
     viPeek16(vi, nullptr, &v16);  // no status to give; must not crash
     EXPECT_EQ(v16, 0);
+}
+
+
+// The demo bench, searched with the expressions a find-expression builder makes: a machine, a
+// choice of interfaces, and attribute conditions joined with && or ||.
+class DemoBench : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS); }
+    void TearDown() override { viClose(rm); }
+    testing::TempConfig config{"[Bridgelets]\nsim = True\n"};
+    ViSession rm = 0;
+};
+
+// Pads an attribute clause with blanks before its closing brace to exactly length characters.
+std::string padded(std::string open, size_t length) {
+    while (open.size() + 26 < length) open += " || VI_ATTR_INTF_NUM == 0";
+    return open + std::string(length - open.size() - 1, ' ') + "}";
+}
+
+TEST_F(DemoBench, BuilderExpressionsEvaluate) {
+    const struct {
+        const char* expr;
+        std::vector<std::string> names;
+    } cases[] = {
+        {"?*(GPIB-VXI)?*",
+         {"GPIB-VXI0::24::INSTR", "GPIB-VXI0::32::INSTR", "GPIB-VXI0::MEMACC", "GPIB-VXI0::0::BACKPLANE"}},
+        {"?*(PXI|ASRL)?*", {"ASRL1::INSTR", "PXI0::12::INSTR", "PXI0::MEMACC"}},
+        {"?*(GPIB|VXI)?*{VI_ATTR_VXI_LA == 24}", {"GPIB-VXI0::24::INSTR", "VXI0::24::INSTR"}},
+        // A GPIB-VXI resource has the address of its GPIB-VXI controller.
+        {"?*(GPIB)?*{VI_ATTR_GPIB_PRIMARY_ADDR >= 7 && VI_ATTR_GPIB_PRIMARY_ADDR <= 9}",
+         {"GPIB0::7::INSTR", "GPIB1::9::INSTR", "GPIB-VXI0::24::INSTR", "GPIB-VXI0::32::INSTR", "GPIB-VXI0::MEMACC",
+          "GPIB-VXI0::0::BACKPLANE"}},
+        {"?*(GPIB)?*{VI_ATTR_GPIB_PRIMARY_ADDR >= 7 && VI_ATTR_GPIB_PRIMARY_ADDR <= 9 && VI_ATTR_INTF_TYPE == 1}",
+         {"GPIB0::7::INSTR", "GPIB1::9::INSTR"}},
+        // A resource without the attribute matches no condition on it, not even !=.
+        {"?*(ASRL|TCPIP)?*{VI_ATTR_MANF_ID != 3674}", {}},
+        {"?*{VI_ATTR_MANF_ID == 3674 && VI_ATTR_MODEL_CODE != 257 && VI_ATTR_SLOT > 2}",
+         {"GPIB-VXI0::32::INSTR", "PXI0::12::INSTR"}},
+        {"?*(TCPIP|ASRL)?*{VI_ATTR_INTF_TYPE == 4 || VI_ATTR_TCPIP_PORT == 5025}",
+         {"ASRL1::INSTR", "TCPIP0::127.0.0.1::5025::SOCKET"}},
+        // Interface resources have their controller's logical address.
+        {"VXI?*{VI_ATTR_VXI_LA < 1 || VI_ATTR_VXI_LA > 255}",
+         {"VXI0::0::INSTR", "VXI0::MEMACC", "VXI0::SERVANT", "VXI1::0::INSTR", "VXI1::260::INSTR", "VXI1::MEMACC"}},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> got = find(rm, c.expr);
+        std::sort(got.begin(), got.end());
+        std::vector<std::string> want = c.names;
+        std::sort(want.begin(), want.end());
+        EXPECT_EQ(got, want) << c.expr;
+    }
+}
+
+TEST_F(DemoBench, ThisMachineIsSearchedHereOthersAreNotAvailable) {
+    char own[256] = "";
+    ASSERT_EQ(gethostname(own, sizeof own - 1), 0);
+    const std::vector<std::string> all = find(rm, "?*(GPIB|VXI)?*{VI_ATTR_INTF_NUM == 0}");
+    ASSERT_FALSE(all.empty());
+    for (const std::string& machine : std::vector<std::string>{"localhost", "127.0.0.1", "[::1]:3537", own}) {
+        EXPECT_EQ(find(rm, ("visa://" + machine + "/?*(GPIB|VXI)?*{VI_ATTR_INTF_NUM == 0}").c_str()), all)
+            << machine;
+    }
+    const struct {
+        const char* expr;
+        ViStatus status;
+    } failures[] = {
+        {"visa://lab7.invalid/?*(GPIB|VXI)?*{VI_ATTR_INTF_NUM == 0}", VI_ERROR_MACHINE_NAVAIL},
+        {"visa://192.0.2.1:3537/?*", VI_ERROR_MACHINE_NAVAIL},
+        {"visa:/?*", VI_ERROR_INV_EXPR},
+        {"visa:/?*(GPIB)?*", VI_ERROR_INV_EXPR},
+    };
+    for (const auto& f : failures) {
+        ViFindList list = 7;
+        ViUInt32 count = 7;
+        char desc[VI_FIND_BUFLEN] = "x";
+        EXPECT_EQ(viFindRsrc(rm, f.expr, &list, &count, desc), f.status) << f.expr;
+        EXPECT_EQ(count, 0u);
+        EXPECT_EQ(list, static_cast<ViFindList>(VI_NULL));
+        EXPECT_STREQ(desc, "");
+    }
+}
+
+TEST_F(DemoBench, LongExpressions) {
+    const std::vector<std::string> want = find(rm, "?*(GPIB|VXI)?*{VI_ATTR_INTF_NUM == 0}");
+    for (size_t length : {255u, 256u, 300u, 1024u}) {
+        std::string expr = padded("visa://localhost/?*(GPIB|VXI)?*{VI_ATTR_INTF_NUM == 0", length);
+        ASSERT_EQ(expr.size(), length);
+        EXPECT_EQ(find(rm, expr.c_str()), want) << length;
+    }
+    ViStatus st = VI_SUCCESS;
+    std::string unbalanced = padded("?*(GPIB|VXI?*{VI_ATTR_INTF_NUM == 0", 300);
+    find(rm, unbalanced.c_str(), &st);
+    EXPECT_EQ(st, VI_ERROR_INV_EXPR);
+    find(rm, padded("?*{VI_ATTR_INTF_NUM == 0", 1025).c_str(), &st);
+    EXPECT_EQ(st, VI_ERROR_INV_EXPR);
 }
 
 }  // namespace

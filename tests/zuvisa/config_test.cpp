@@ -57,8 +57,11 @@ TEST(Config, MissingFilesGiveTheDefaults) {
     std::string why;
     EXPECT_EQ(loadConfig("/mods", &c, &why), VI_WARN_CONFIG_NLOADED);
     EXPECT_NE(why.find("/nonexistent/zuvisa.ini"), std::string::npos);
-    ASSERT_EQ(c.bridgelets.size(), 1u);
+    // sim first, so that a simulated name is never taken for a host; any TCPIP name opens.
+    ASSERT_EQ(c.bridgelets.size(), 2u);
     EXPECT_EQ(c.bridgelets[0].name, "sim");
+    EXPECT_EQ(c.bridgelets[1].name, "tcpip");
+    EXPECT_TRUE(c.bridgelets[1].enabled);
     EXPECT_EQ(c.moduleDirectory, "/mods");
     unsetenv("ZUVISA_CONFIG");
     setenv("HOME", "/nonexistent-home", 1);

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <map>
+#include <string>
 
 namespace zuvisa {
 namespace {
@@ -121,6 +124,57 @@ TEST(FindExpression, BraceInsideSetOrEscapedBelongsToThePattern) {
     EXPECT_TRUE(e.matchesName("A{B"));
     ASSERT_EQ(FindExpression::parse("A[{]B", &e), VI_SUCCESS);
     EXPECT_TRUE(e.matchesName("A{B"));
+}
+
+
+TEST(FindExpression, MachinePrefix) {
+    const struct {
+        const char* expr;
+        ViStatus status;
+        const char* machine;
+    } cases[] = {
+        {"?*", VI_SUCCESS, ""},
+        {"visa://lab7/?*(GPIB|VXI)?*", VI_SUCCESS, "lab7"},
+        {"VISA://Lab7.example.org:3537/?*INSTR", VI_SUCCESS, "Lab7.example.org:3537"},
+        {"visa://[fe80::1%eth0]/?*", VI_SUCCESS, "[fe80::1%eth0]"},
+        {"visa://[::1]:3537/?*{VI_ATTR_INTF_NUM == 0}", VI_SUCCESS, "[::1]:3537"},
+        {"visa:/?*", VI_ERROR_INV_EXPR, ""},  // a remote prefix without a machine
+        {"visa:///?*", VI_ERROR_INV_EXPR, ""},
+        {"visa://lab7", VI_ERROR_INV_EXPR, ""},
+        {"visa://lab7/", VI_ERROR_INV_EXPR, ""},
+        {"visa://lab 7/?*", VI_ERROR_INV_EXPR, ""},
+        {"visa://lab7:/?*", VI_ERROR_INV_EXPR, ""},
+        {"visa://lab7:65536/?*", VI_ERROR_INV_EXPR, ""},
+        {"visa://[12]/?*", VI_ERROR_INV_EXPR, ""},
+        {"visa://[::1/?*", VI_ERROR_INV_EXPR, ""},
+        {"visa://lab7/?*(", VI_ERROR_INV_EXPR, ""},
+    };
+    for (const auto& c : cases) {
+        FindExpression e;
+        EXPECT_EQ(FindExpression::parse(c.expr, &e), c.status) << c.expr;
+        if (c.status == VI_SUCCESS) {
+            EXPECT_EQ(e.machine(), c.machine) << c.expr;
+        }
+    }
+    FindExpression e;
+    std::string longHost = "visa://" + std::string(256, 'h') + "/?*";
+    EXPECT_EQ(FindExpression::parse(longHost, &e), VI_ERROR_INV_EXPR);
+}
+
+TEST(FindExpression, ThisMachine) {
+    char own[256] = "";
+    ASSERT_EQ(gethostname(own, sizeof own - 1), 0);
+    std::string self = own, shortSelf = self.substr(0, self.find('.'));
+    const struct {
+        std::string machine;
+        bool local;
+    } cases[] = {
+        {"localhost", true},      {"LOCALHOST:3537", true}, {"127.0.0.1", true},
+        {"127.1.2.3", true},      {"[::1]", true},          {"[::1%lo]:99", true},
+        {self, true},             {shortSelf, true},        {"lab7.invalid", false},
+        {"[fe80::1]", false},     {"10.0.0.1", false},      {shortSelf + ".elsewhere.invalid", false},
+    };
+    for (const auto& c : cases) EXPECT_EQ(isThisMachine(c.machine), c.local) << c.machine;
 }
 
 }  // namespace

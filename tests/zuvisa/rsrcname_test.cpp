@@ -28,6 +28,9 @@ const Valid kValid[] = {
     {"TCPIP::dev.example.com", "TCPIP0::dev.example.com::inst0::INSTR", VI_INTF_TCPIP, 0, "INSTR"},
     {"TCPIP1::10.0.0.1::hislip0::INSTR", "TCPIP1::10.0.0.1::hislip0::INSTR", VI_INTF_TCPIP, 1, "INSTR"},
     {"tcpip::10.0.0.1::5025::socket", "TCPIP0::10.0.0.1::5025::SOCKET", VI_INTF_TCPIP, 0, "SOCKET"},
+    {"TCPIP::[::1]::5025::SOCKET", "TCPIP0::[::1]::5025::SOCKET", VI_INTF_TCPIP, 0, "SOCKET"},
+    {"TCPIP0::[fe80::1%eth0]", "TCPIP0::[fe80::1%eth0]::inst0::INSTR", VI_INTF_TCPIP, 0, "INSTR"},
+    {"TCPIP0::[::1]::hislip0,4881::INSTR", "TCPIP0::[::1]::hislip0,4881::INSTR", VI_INTF_TCPIP, 0, "INSTR"},
     {"USB::0x1234::22136::SN9", "USB0::0x1234::0x5678::SN9::INSTR", VI_INTF_USB, 0, "INSTR"},
     {"USB1::0xabcd::0x1::X::2::RAW", "USB1::0xABCD::0x0001::X::2::RAW", VI_INTF_USB, 1, "RAW"},
     {"PXI0::14::INSTR", "PXI0::14::INSTR", VI_INTF_PXI, 0, "INSTR"},
@@ -59,6 +62,8 @@ TEST(ResourceName, RejectsMalformedNames) {
         "TCPIP0::INSTR", "TCPIP0::host::SOCKET", "TCPIP0::host::70000::SOCKET", "TCPIP0::bad host",
         "USB0::0x12345::1::S::INSTR", "USB0::1::2::INSTR", "PXI0::2-99::INSTR", "PXI0::SLOT1::INSTR",
         "FOO0::INSTR", "GPIB99999999::1", "GPIB0::5::INSTR::", "TCPIP::h34::0x560:", "USB0::1::2::a:b::INSTR",
+        "TCPIP0::[::1", "TCPIP0::[]::INSTR", "TCPIP0::[::1]x::INSTR", "TCPIP0::[::1]::", "TCPIP0::[1.2.3.4]::INSTR",
+        "TCPIP0::[::1 ]::5025::SOCKET", "GPIB0::[::1]::INSTR",
     };
     for (const char* b : bad) {
         ResourceName r;

@@ -7,6 +7,8 @@
 #include <memory>
 
 #include "toolslib/toolbox/ini.h"
+#include "zuvisa/bridgelets/tcpip/discovery.h"
+#include "zuvisa/bridgelets/tcpip/tcpip.h"
 #include "zuvisa/config.h"
 #include "zuvisa/core.h"
 #include "zuvisa/visa.h"
@@ -25,7 +27,10 @@ const char kUsage[] =
     "  bench on|off             load the bundled demo bench or not\n"
     "  alias NAME RESOURCE      name a resource\n"
     "  unalias NAME             remove an alias\n"
-    "  list [EXPRESSION]        resources the library finds (default ?*)\n"
+    "  add-lan RESOURCE         name a LAN instrument (TCPIP0::host::inst0::INSTR, ...)\n"
+    "  remove-lan RESOURCE      forget a LAN instrument\n"
+    "  list [--why] [EXPRESSION]  resources the library finds (default ?*); --why tells\n"
+    "                           what each way of finding them did\n"
     "  save-attrs RESOURCE ATTR=VALUE...\n"
     "                           store attribute values that sessions opened with\n"
     "                           VI_LOAD_CONFIG start with (VALUE: a number or a name\n"
@@ -115,8 +120,53 @@ int show(const std::string& given, std::string* out, std::string* err) {
     return 0;
 }
 
-int list(const std::string& given, const std::string& expr, std::string* out, std::string* err) {
-    if (!given.empty()) setenv("ZUVISA_CONFIG", given.c_str(), 1);
+// What each way of finding resources did, for a list that came out empty or short.
+void explain(std::string* out) {
+    zuvisa::Config c;
+    std::string problem;
+    zuvisa::loadConfig(zuvisa::Library::imageDirectory(), &c, &problem);
+    *out += "how resources were looked for:\n";
+    *out += "  configuration: " + (c.path.empty() ? std::string("built-in defaults") : c.path) + "\n";
+    if (!problem.empty()) *out += "    problem: " + problem + "\n";
+    bool tcpip = false;
+    for (const auto& b : c.bridgelets) {
+        *out += "  bridgelet " + b.name + (b.enabled ? ": on\n" : ": off\n");
+        if (b.name == "sim" && b.enabled) {
+            *out += "    simulation files: " + std::to_string(c.simulationFiles.size()) + "\n";
+        }
+        tcpip |= b.name == "tcpip" && b.enabled;
+    }
+    if (!tcpip) {
+        *out += "  LAN instruments: not looked for (the tcpip bridgelet is off; portconf enable tcpip)\n";
+        return;
+    }
+    const auto* section = c.section("tcpip");
+    zuvisa::tcpip::Config t = zuvisa::tcpip::readSettings(section ? *section : std::vector<std::pair<std::string, std::string>>{});
+    for (const std::string& p : t.problems) *out += "    problem: " + p + "\n";
+    zuvisa::tcpip::DiscoverySettings d = t.discovery;
+    if (d.windowMs < 1000) d.windowMs = 1000;  // a patient look, unlike a search's
+    for (const auto& r : zuvisa::tcpip::discoverOnce(d).reports) {
+        *out += "    " + r.method + ": " + r.outcome + "\n";
+    }
+}
+
+std::string foundInterfaceName(ViSession rm, const std::string& name) {
+    auto rmObject = zuvisa::objectAs<zuvisa::RmObject>(rm, zuvisa::ObjType::Rm);
+    if (!rmObject) return {};
+    zuvisa::Backend& b = *rmObject->backend;
+    std::lock_guard<std::mutex> lock(b.catalogMutex);
+    for (const zuvisa::Found& f : b.catalog) {
+        if (f.name.canonical != name) continue;
+        std::string last;  // later values override earlier ones, as for a session
+        for (const auto& [attr, text] : f.info.texts) {
+            if (attr == VI_ATTR_INTF_INST_NAME) last = text;
+        }
+        return last;
+    }
+    return {};
+}
+
+int list(const std::string&, const std::string& expr, std::string* out, std::string* err) {
     ViSession rm = 0;
     ViStatus st = viOpenDefaultRM(&rm);
     if (st < 0) {
@@ -139,7 +189,12 @@ int list(const std::string& given, const std::string& expr, std::string* out, st
             if (i && viFindNext(fl, name) < 0) break;
             ViSession vi = 0;
             std::string line = name;
-            if (viOpen(rm, name, VI_NULL, 0, &vi) >= 0) {
+            // The interface's name as the search found it: a LAN instrument is not connected
+            // to just to list it.
+            std::string found = foundInterfaceName(rm, name);
+            if (!found.empty()) {
+                line += "  [" + found + "]";
+            } else if (viOpen(rm, name, VI_NULL, 0, &vi) >= 0) {
                 char intf[VI_FIND_BUFLEN] = "";
                 viGetAttribute(vi, VI_ATTR_INTF_INST_NAME, intf);
                 line += "  [" + std::string(intf) + "]";
@@ -213,7 +268,16 @@ int run(const std::vector<std::string>& argsIn, std::string* out, std::string* e
     }
     const std::string& cmd = args[0];
     if (cmd == "show" && args.size() == 1) return show(given, out, err);
-    if (cmd == "list" && args.size() <= 2) return list(given, args.size() == 2 ? args[1] : "?*", out, err);
+    if (cmd == "list") {
+        bool why = args.size() >= 2 && args[1] == "--why";
+        size_t rest = args.size() - (why ? 2 : 1);
+        if (rest <= 1) {
+            if (!given.empty()) setenv("ZUVISA_CONFIG", given.c_str(), 1);
+            int rc = list(given, rest == 1 ? args.back() : "?*", out, err);
+            if (why) explain(out);
+            return rc;
+        }
+    }
 
     std::string path = editTarget(given);
     if (path.empty()) {
@@ -264,6 +328,45 @@ int run(const std::vector<std::string>& argsIn, std::string* out, std::string* e
         if (!removed) {
             *err += args[1] + " is not listed\n";
             return 1;
+        }
+    } else if ((cmd == "add-lan" || cmd == "remove-lan") && args.size() == 2) {
+        zuvisa::ResourceName n;
+        if (zuvisa::parseResourceName(args[1], &n) != VI_SUCCESS || n.intfType != VI_INTF_TCPIP) {
+            *err += args[1] + " is not a TCPIP resource name\n";
+            return 1;
+        }
+        const char* section = "tcpip";
+        int count = Ini_NumberOfItems(p, section);
+        std::vector<std::string> same;
+        for (int i = 1; i <= count; ++i) {
+            char* item = nullptr;
+            char* value = nullptr;
+            zuvisa::ResourceName other;
+            if (Ini_NthItemName(p, section, i, &item) > 0 && std::string(item).rfind(zuvisa::tcpip::kItemInstrumentPrefix, 0) == 0 &&
+                Ini_GetPointerToString(p, section, item, &value) > 0 && value &&
+                zuvisa::parseResourceName(value, &other) == VI_SUCCESS && other.canonical == n.canonical) {
+                same.push_back(item);
+            }
+        }
+        if (cmd == "remove-lan") {
+            if (same.empty()) {
+                *err += n.canonical + " is not listed\n";
+                return 1;
+            }
+            for (const std::string& item : same) Ini_RemoveItem(p, section, item.c_str());
+        } else {
+            if (!same.empty()) {
+                *out += n.canonical + " is already listed\n";
+                return 0;
+            }
+            std::string item;
+            for (int k = 1;; ++k) {
+                item = std::string(zuvisa::tcpip::kItemInstrumentPrefix) + std::to_string(k);
+                if (!Ini_ItemExists(p, section, item.c_str())) break;
+            }
+            Ini_PutString(p, section, item.c_str(), n.canonical.c_str());
+            // Naming a LAN instrument means using the bridgelet that reaches it.
+            Ini_PutBoolean(p, zuvisa::kSectionBridgelets, "tcpip", 1);
         }
     } else if ((cmd == "save-attrs" && args.size() >= 3) || (cmd == "clear-attrs" && args.size() >= 2)) {
         zuvisa::ResourceName name;

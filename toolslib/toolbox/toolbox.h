@@ -4,6 +4,7 @@
 
 #include "toolslib/toolbox/arraysort.h"
 #include "toolslib/toolbox/diagnostics.h"
+#include "toolslib/toolbox/escaped.h"
 #include "toolslib/toolbox/files.h"
 #include "toolslib/toolbox/ini.h"
 #include "toolslib/toolbox/inicodec.h"

@@ -112,11 +112,29 @@ TEST(Portconf, CreatesTheUserFileWhenNoneExists) {
     EXPECT_EQ(system(cmd.c_str()), 0);
 }
 
-}  // namespace
-}  // namespace portconf
-
-namespace portconf {
-namespace {
+TEST(Portconf, NamesLanInstrumentsAndExplainsTheSearch) {
+    TempConfig tc("[Bridgelets]\nsim = False\n\n[tcpip]\nDiscover = False\n");
+    std::string out, err;
+    ASSERT_EQ(run({"add-lan", "tcpip::[::1]::5025::socket"}, &out, &err), 0) << err;
+    ASSERT_EQ(run({"add-lan", "TCPIP0::lab-dmm::INSTR"}, &out, &err), 0) << err;
+    out.clear();
+    ASSERT_EQ(run({"add-lan", "TCPIP0::lab-dmm::inst0::INSTR"}, &out, &err), 0);  // the same, canonically
+    EXPECT_NE(out.find("already listed"), std::string::npos) << out;
+    EXPECT_EQ(run({"add-lan", "GPIB0::1::INSTR"}, &out, &err), 1);
+    out.clear();
+    ASSERT_EQ(run({"list"}, &out, &err), 0) << err;
+    EXPECT_EQ(out, "TCPIP0::[::1]::5025::SOCKET  [TCPIP0 (LAN)]\nTCPIP0::lab-dmm::inst0::INSTR  [TCPIP0 (LAN)]\n");
+    ASSERT_EQ(run({"remove-lan", "TCPIP0::[::1]::5025::SOCKET"}, &out, &err), 0) << err;
+    EXPECT_EQ(run({"remove-lan", "TCPIP0::[::1]::5025::SOCKET"}, &out, &err), 1);
+    ASSERT_EQ(run({"remove-lan", "TCPIP0::lab-dmm::inst0::INSTR"}, &out, &err), 0) << err;
+    out.clear();
+    ASSERT_EQ(run({"list", "--why"}, &out, &err), 0) << err;
+    EXPECT_NE(out.find("no resources\n"), std::string::npos) << out;
+    EXPECT_NE(out.find("bridgelet sim: off"), std::string::npos) << out;
+    EXPECT_NE(out.find("configuration: no instrument named"), std::string::npos) << out;
+    EXPECT_NE(out.find("VXI-11 broadcast: switched off"), std::string::npos) << out;
+    EXPECT_NE(out.find("mDNS: switched off"), std::string::npos) << out;
+}
 
 TEST(Portconf, SavedAttributesAreWhatSessionsOpenWithLoadConfig) {
     TempConfig tc(TempConfig::withBench("", zuvisa::testing::testData("../../zuvisa/data/bench.yaml")));

@@ -445,6 +445,14 @@ ViStatus SimBridgelet::open(const std::string& canonicalName, ViUInt32, EventSin
     return r.def.present ? VI_SUCCESS : VI_SUCCESS_DEV_NPRESENT;
 }
 
+std::shared_ptr<Device> SimBridgelet::messageDevice(const std::string& canonicalName) {
+    std::lock_guard<std::mutex> lock(m_);
+    for (const SimResource& r : resources_) {
+        if (r.name.canonical == canonicalName && r.instrument && r.def.present) return r.instrument->message();
+    }
+    return nullptr;
+}
+
 ViStatus registerSim(Registrar* registrar) {
     if (registrar->abi() != kBridgeletAbi) return VI_ERROR_LIBRARY_NFOUND;
     auto bridgelet = std::make_unique<SimBridgelet>();

@@ -34,6 +34,9 @@ public:
     void enumerate(std::vector<ResourceInfo>& out) override;
     ViStatus open(const std::string& canonicalName, ViUInt32 openTimeout, EventSink* events,
                   std::unique_ptr<Link>* link) override;
+    // The message device behind a resource, or null; for servers that relay an instrument and
+    // must know when it has an answer waiting.
+    std::shared_ptr<Device> messageDevice(const std::string& canonicalName);
     ViInt32 vxiResourceManagerStatus() const override { return bench_.vxiResourceManager; }
     long findNextFailsAfter(ViStatus* status) const override {
         *status = bench_.findNextStatus;

@@ -112,12 +112,12 @@ TEST_F(DemoBench, InstrumentsAnswerAsTheirKindWould) {
     EXPECT_EQ(query(dmm, "*IDN?\n"), "ZU Instruments,DM-6500 (simulated),SIM0022,1.0\n");
     double volts = std::stod(query(dmm, "READ?\n"));
     EXPECT_NEAR(volts, 10.0, 0.01);
-    ViSession scope = open("TCPIP0::127.0.0.1::hislip0::INSTR");
+    ViSession scope = open("TCPIP0::sim.invalid::hislip0::INSTR");
     std::string block = query(scope, "CURV?\n");
     EXPECT_EQ(block.substr(0, 4), std::string("#18\0", 4)) << "a binary block";
     ViSession psu = open("ASRL1::INSTR");
     EXPECT_EQ(query(psu, "INST 2\r\nVOLT 12.5\r\nVOLT?\r\n"), "12.50\n");
-    ViSession fg = open("TCPIP0::127.0.0.1::inst0::INSTR");
+    ViSession fg = open("TCPIP0::sim.invalid::inst0::INSTR");
     EXPECT_EQ(query(fg, "FREQ 2500\n"), "OK\n");
     ViSession dig = open("VXI0::16::INSTR");
     ViUInt16 samples[256];
@@ -132,7 +132,7 @@ TEST_F(DemoBench, EveryOperationDoesRealWork) {
     ViUInt32 n = 0;
     // Message-based I/O, synchronous and asynchronous, files, buffers.
     ViSession dmm = open("GPIB0::22::INSTR");
-    ViSession sock = open("TCPIP0::127.0.0.1::5025::SOCKET");
+    ViSession sock = open("TCPIP0::sim.invalid::5025::SOCKET");
     EXPECT_EQ(viSetAttribute(dmm, VI_ATTR_TMO_VALUE, 3000), VI_SUCCESS);
     EXPECT_EQ(viEnableEvent(dmm, VI_EVENT_IO_COMPLETION, VI_QUEUE, VI_NULL), VI_SUCCESS);
     const char q[] = "*IDN?\n";

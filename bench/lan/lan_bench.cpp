@@ -1,0 +1,235 @@
+// LAN figures: round trips and a large read over loopback, each against a reference client
+// measured in the same run on the same server. Prints "name value unit" lines; run.py adds
+// pyvisa-py and prints the ratios.
+//
+// usage: lan_bench SOCKET-PORT HISLIP-PORT PORTMAPPER-PORT [--lxi]
+#include <dlfcn.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "zuvisa/bridgelets/tcpip/net.h"
+#include "zuvisa/visa.h"
+
+using namespace std::chrono;
+using zuvisa::IoControl;
+
+namespace {
+
+constexpr int kRounds = 2000;
+constexpr size_t kBig = 64u << 20;
+
+double usPer(steady_clock::duration d, int n) {
+    return duration<double, std::micro>(d).count() / n;
+}
+
+template <typename F>
+double best(int tries, F&& f) {
+    double b = 1e30;
+    for (int i = 0; i < tries; ++i) b = std::min(b, f());
+    return b;
+}
+
+int connectLocal(uint16_t port) {
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_port = htons(port);
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
+        perror("connect");
+        exit(1);
+    }
+    int one = 1;
+    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+    return fd;
+}
+
+// The reference: a plain blocking C client.
+double rawRoundTrip(uint16_t port) {
+    int fd = connectLocal(port);
+    char buf[512];
+    auto once = [&] {
+        if (send(fd, "*IDN?\n", 6, 0) != 6) exit(1);
+        for (;;) {
+            ssize_t n = recv(fd, buf, sizeof buf, 0);
+            if (n <= 0) exit(1);
+            if (buf[n - 1] == '\n') break;
+        }
+    };
+    for (int i = 0; i < 100; ++i) once();
+    double us = best(3, [&] {
+        auto t0 = steady_clock::now();
+        for (int i = 0; i < kRounds; ++i) once();
+        return usPer(steady_clock::now() - t0, kRounds);
+    });
+    close(fd);
+    return us;
+}
+
+double visaRoundTrip(ViSession rm, const std::string& name) {
+    ViSession vi = 0;
+    if (viOpen(rm, name.c_str(), VI_NULL, 0, &vi) < 0) {
+        fprintf(stderr, "cannot open %s\n", name.c_str());
+        exit(1);
+    }
+    viSetAttribute(vi, VI_ATTR_TERMCHAR_EN, VI_TRUE);
+    char buf[512];
+    ViUInt32 n = 0;
+    auto once = [&] {
+        viWrite(vi, reinterpret_cast<ViConstBuf>("*IDN?\n"), 6, &n);
+        if (viRead(vi, reinterpret_cast<ViPBuf>(buf), sizeof buf, &n) < 0) exit(1);
+    };
+    for (int i = 0; i < 100; ++i) once();
+    double us = best(3, [&] {
+        auto t0 = steady_clock::now();
+        for (int i = 0; i < kRounds; ++i) once();
+        return usPer(steady_clock::now() - t0, kRounds);
+    });
+    viClose(vi);
+    return us;
+}
+
+// liblxi, loaded at run time so that the bench builds where it is missing.
+double lxiRoundTrip() {
+    void* lib = dlopen("liblxi.so.1", RTLD_NOW);
+    if (!lib) return -1;
+    auto init = reinterpret_cast<int (*)()>(dlsym(lib, "lxi_init"));
+    auto conn = reinterpret_cast<int (*)(const char*, int, const char*, int, int)>(
+        dlsym(lib, "lxi_connect"));
+    auto sendf = reinterpret_cast<int (*)(int, const char*, int, int)>(dlsym(lib, "lxi_send"));
+    auto recvf = reinterpret_cast<int (*)(int, char*, int, int)>(dlsym(lib, "lxi_receive"));
+    auto disc = reinterpret_cast<int (*)(int)>(dlsym(lib, "lxi_disconnect"));
+    if (!init || !conn || !sendf || !recvf || !disc) return -1;
+    init();
+    int dev = conn("127.0.0.1", 0, "inst0", 1000, 0 /* VXI11 */);
+    if (dev < 0) return -1;
+    char buf[512];
+    auto once = [&] {
+        sendf(dev, "*IDN?\n", 6, 1000);
+        if (recvf(dev, buf, sizeof buf, 1000) <= 0) exit(1);
+    };
+    for (int i = 0; i < 100; ++i) once();
+    double us = best(3, [&] {
+        auto t0 = steady_clock::now();
+        for (int i = 0; i < kRounds; ++i) once();
+        return usPer(steady_clock::now() - t0, kRounds);
+    });
+    disc(dev);
+    return us;
+}
+
+// A minimal C server that answers any line with 64 MiB.
+uint16_t startBulkServer() {
+    static zuvisa::tcpip::Fd listener;
+    uint16_t port = 0;
+    std::string why;
+    zuvisa::tcpip::listenTcp("127.0.0.1", 0, &listener, &port, &why);
+    std::thread([] {
+        static std::vector<char> data(kBig, 'x');
+        for (;;) {
+            if (zuvisa::tcpip::waitFor(listener.get(), POLLIN,
+                                       IoControl::fromTimeout(VI_TMO_INFINITE, nullptr)) < 0)
+                return;
+            int fd = accept(listener.get(), nullptr, nullptr);
+            if (fd < 0) continue;
+            std::thread([fd] {
+                char c;
+                while (recv(fd, &c, 1, 0) == 1) {
+                    if (c != '\n') continue;
+                    size_t sent = 0;
+                    while (sent < kBig) {
+                        ssize_t n = send(fd, data.data() + sent, kBig - sent, MSG_NOSIGNAL);
+                        if (n <= 0) break;
+                        sent += static_cast<size_t>(n);
+                    }
+                }
+                close(fd);
+            }).detach();
+        }
+    }).detach();
+    return port;
+}
+
+double rawBulk(uint16_t port, std::vector<char>& buf) {
+    int fd = connectLocal(port);
+    double mbs = 1e30;
+    mbs = -best(4, [&] {  // the first is a warm-up in effect: best of four
+        auto t0 = steady_clock::now();
+        if (send(fd, "DATA?\n", 6, 0) != 6) exit(1);
+        size_t got = 0;
+        while (got < kBig) {
+            ssize_t n = recv(fd, buf.data() + got, kBig - got, 0);
+            if (n <= 0) exit(1);
+            got += static_cast<size_t>(n);
+        }
+        return -(kBig / 1048576.0) / duration<double>(steady_clock::now() - t0).count();
+    });
+    close(fd);
+    return mbs;
+}
+
+double visaBulk(ViSession rm, uint16_t port, std::vector<char>& buf) {
+    ViSession vi = 0;
+    std::string name = "TCPIP0::127.0.0.1::" + std::to_string(port) + "::SOCKET";
+    if (viOpen(rm, name.c_str(), VI_NULL, 0, &vi) < 0) exit(1);
+    viSetAttribute(vi, VI_ATTR_SUPPRESS_END_EN, VI_TRUE);
+    viSetAttribute(vi, VI_ATTR_TMO_VALUE, 20000);
+    double mbs = -best(4, [&] {
+        auto t0 = steady_clock::now();
+        ViUInt32 n = 0;
+        viWrite(vi, reinterpret_cast<ViConstBuf>("DATA?\n"), 6, &n);
+        if (viRead(vi, reinterpret_cast<ViPBuf>(buf.data()), kBig, &n) != VI_SUCCESS_MAX_CNT ||
+            n != kBig)
+            exit(1);
+        return -(kBig / 1048576.0) / duration<double>(steady_clock::now() - t0).count();
+    });
+    viClose(vi);
+    return mbs;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 4) {
+        fprintf(stderr, "usage: lan_bench SOCKET-PORT HISLIP-PORT PORTMAPPER-PORT [--lxi]\n");
+        return 2;
+    }
+    uint16_t socketPort = static_cast<uint16_t>(atoi(argv[1]));
+    std::string hislipPort = argv[2];
+    std::string pm = argv[3];
+    bool lxi = argc > 4 && std::string(argv[4]) == "--lxi";
+    std::string config = "/tmp/lan-bench-" + std::to_string(getpid()) + ".ini";
+    std::ofstream(config)
+        << "[Bridgelets]\ntcpip = True\n[tcpip]\nDiscover = False\nPortmapperPort = " << pm << "\n";
+    setenv("ZUVISA_CONFIG", config.c_str(), 1);
+    ViSession rm = 0;
+    if (viOpenDefaultRM(&rm) < 0) return 1;
+
+    printf("raw_socket_rtt %.2f us\n", rawRoundTrip(socketPort));
+    printf("zuvisa_socket_rtt %.2f us\n",
+           visaRoundTrip(rm, "TCPIP0::127.0.0.1::" + std::to_string(socketPort) + "::SOCKET"));
+    printf("zuvisa_vxi11_rtt %.2f us\n", visaRoundTrip(rm, "TCPIP0::127.0.0.1::inst0::INSTR"));
+    if (lxi) printf("liblxi_vxi11_rtt %.2f us\n", lxiRoundTrip());
+    printf("zuvisa_hislip_rtt %.2f us\n",
+           visaRoundTrip(rm, "TCPIP0::127.0.0.1::hislip0," + hislipPort + "::INSTR"));
+    std::vector<char> buf(kBig);
+    uint16_t bulk = startBulkServer();
+    printf("raw_socket_64mib %.1f MiB/s\n", rawBulk(bulk, buf));
+    printf("zuvisa_socket_64mib %.1f MiB/s\n", visaBulk(rm, bulk, buf));
+    viClose(rm);
+    unlink(config.c_str());
+    fflush(stdout);
+    _exit(0);  // the bulk server's threads need no goodbye
+}
