@@ -77,7 +77,6 @@ const VisaTraceNames kNames = {
     attributeName,
     eventTypeName,
     attributeSize,
-    nullptr,  // escaped text: the codec of the I/O panels
 };
 
 }  // namespace

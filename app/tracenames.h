@@ -1,5 +1,5 @@
-// The application's names for the I/O trace that visalib records: status names, and the
-// attribute and event catalogues and the escaped-text codec as they become available.
+// The application's names for the I/O trace that visalib records: status names and the
+// attribute and event catalogues.
 #pragma once
 
 // Installs the names, before the first VISA call so that attribute values are recorded whole,

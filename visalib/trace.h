@@ -78,8 +78,6 @@ struct VisaTraceNames {
     // Bytes of the value viGetAttribute fills: 1, 2, 4 or 8; 0 for a text; -1 when unknown (the
     // value is then not recorded). Asked while recording, so it must be quick.
     int (*attributeSize)(ViAttr attribute);
-    // Appends the bytes as readable text with escapes.
-    void (*escapeBytes)(const unsigned char* bytes, size_t count, std::string* text);
 };
 
 // Installs the names (the structure must live as long as the program); null: numbers only.

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "toolslib/toolbox/escaped.h"
 #include "visalib/traceparams.h"
 
 using visatrace::ArgKind;
@@ -295,22 +296,7 @@ std::string localTime(int64_t wallNs, const char* dateFormat, bool offset) {
     return s;
 }
 
-// Printable ASCII as it is, everything else as \xNN: what the trace shows when the application
-// gave no codec of its own.
-void plainEscape(const unsigned char* bytes, size_t count, std::string* text) {
-    for (size_t i = 0; i < count; ++i) {
-        unsigned char c = bytes[i];
-        if (c == '\\') {
-            *text += "\\\\";
-        } else if (c >= 0x20 && c < 0x7F) {
-            *text += static_cast<char>(c);
-        } else {
-            char esc[8];
-            std::snprintf(esc, sizeof esc, "\\x%02x", c);
-            *text += esc;
-        }
-    }
-}
+void appendPiece(void* text, const char* piece, size_t length) { static_cast<std::string*>(text)->append(piece, length); }
 
 std::string jsonString(std::string_view s) {
     std::string out = "\"";
@@ -417,9 +403,7 @@ bool VisaTrace_IsError(const VisaTraceRecord& r) {
 
 std::string VisaTrace_DataText(const VisaTraceRecord& r) {
     std::string text;
-    if (!r.hasData) return text;
-    const VisaTraceNames* n = names();
-    (n && n->escapeBytes ? n->escapeBytes : plainEscape)(r.data.data(), r.data.size(), &text);
+    if (r.hasData) EscText_Encode(r.data.data(), r.data.size(), appendPiece, &text);
     return text;
 }
 

@@ -39,7 +39,8 @@ std::string VisaTrace_StatusName(const VisaTraceRecord& r);
 // An error: a negative status, or a job that completed with one.
 bool VisaTrace_IsError(const VisaTraceRecord& r);
 
-// The bytes kept, as escaped text and as hexadecimal pairs separated by blanks.
+// The bytes kept, as escaped text (the toolbox's codec, with its line breaks after line ends)
+// and as hexadecimal pairs separated by blanks.
 std::string VisaTrace_DataText(const VisaTraceRecord& r);
 std::string VisaTrace_DataHex(const VisaTraceRecord& r);
 

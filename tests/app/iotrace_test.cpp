@@ -117,7 +117,7 @@ TEST_F(IoTrace, CallsAppearLiveInTheOrderMade) {
     tick();
     ASSERT_EQ(rows(), 5);
     EXPECT_EQ(cell(3, kOperation), "viWrite");
-    EXPECT_EQ(cell(3, kData), "*IDN?\\x0a");
+    EXPECT_EQ(cell(3, kData), "*IDN?\\n");  // escaped, on one line
     EXPECT_EQ(cell(3, kArguments), "buf=6 bytes, cnt=6, retCnt=6");
     EXPECT_EQ(cell(3, kSession), VisaTrace_HandleText(vi) + "  GPIB0::22::INSTR");
     EXPECT_EQ(cell(3, kStatus), "VI_SUCCESS");

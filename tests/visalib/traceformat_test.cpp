@@ -106,28 +106,27 @@ const char* testStatus(ViStatus s) { return s == VI_ERROR_LIBRARY_NFOUND ? "VI_E
 const char* testAttribute(ViAttr a) { return a == 0x3FFF001A ? "VI_ATTR_TMO_VALUE" : nullptr; }
 const char* testEvent(ViEventType e) { return e == 0x3FFF200B ? "VI_EVENT_SERVICE_REQ" : nullptr; }
 int testSize(ViAttr) { return 4; }
-void testEscape(const unsigned char*, size_t n, std::string* text) { *text += "<" + std::to_string(n) + " escaped>"; }
 
 TEST_F(TraceFormat, NamesComeFromTheApplicationAndNumbersStandInForThem) {
-    static const VisaTraceNames names = {testStatus, testAttribute, testEvent, testSize, testEscape};
+    static const VisaTraceNames names = {testStatus, testAttribute, testEvent, testSize};
     auto setAttribute = [] { viSetAttribute(kVi, 0x3FFF001A, 5); };
     auto enable = [] { viEnableEvent(kVi, 0x3FFF200B, VI_QUEUE, VI_NULL); };
-    auto write = [] { viWrite(kVi, reinterpret_cast<ViConstBuf>("a\\\x01\xff"), 4, nullptr); };
+    auto write = [] { viWrite(kVi, reinterpret_cast<ViConstBuf>("a\\\x01\xff\r\n"), 6, nullptr); };
 
     VisaTraceRecord a = recordOf(setAttribute), e = recordOf(enable), w = recordOf(write);
     EXPECT_EQ(VisaTrace_StatusName(a), "");
     EXPECT_EQ(VisaTrace_StatusText(a), "0xBFFF009E");
     EXPECT_NE(VisaTrace_ArgumentsText(a).find("attrName=0x3FFF001A"), std::string::npos);
     EXPECT_NE(VisaTrace_ArgumentsText(e).find("eventType=0x3FFF200B"), std::string::npos);
-    EXPECT_EQ(VisaTrace_DataText(w), "a\\\\\\x01\\xff");
-    EXPECT_EQ(VisaTrace_DataHex(w), "61 5c 01 ff");
+    // The bytes as the I/O panels show them: escapes, and a line break after a line end.
+    EXPECT_EQ(VisaTrace_DataText(w), "a\\\\\\x01\\xff\\r\\n\n");
+    EXPECT_EQ(VisaTrace_DataHex(w), "61 5c 01 ff 0d 0a");
 
     // Names are made when a record is read, so records made before the names came get them too.
     VisaTrace_SetNames(&names);
     EXPECT_EQ(VisaTrace_StatusName(a), "VI_ERROR_LIBRARY_NFOUND");
     EXPECT_NE(VisaTrace_ArgumentsText(a).find("attrName=VI_ATTR_TMO_VALUE"), std::string::npos);
     EXPECT_NE(VisaTrace_ArgumentsText(e).find("eventType=VI_EVENT_SERVICE_REQ"), std::string::npos);
-    EXPECT_EQ(VisaTrace_DataText(w), "<4 escaped>");
 }
 
 TEST_F(TraceFormat, TimesDurationsAndThreads) {
