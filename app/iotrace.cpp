@@ -285,7 +285,7 @@ void layout() {
     GetPanelAttribute(g.panel, ATTR_WIDTH, &width);
     width = std::max(width, 700);
     height = std::max(height, 400);
-    const int detailsHeight = std::min(144, height / 4);
+    const int detailsHeight = std::min(190, height / 3);
     const int buttonsTop = height - 40;
     const int detailsTop = buttonsTop - 10 - detailsHeight;
     SetCtrlAttribute(g.panel, IOTRACE_CALLS, ATTR_WIDTH, width - 24);

@@ -420,26 +420,27 @@ std::string VisaTrace_DataHex(const VisaTraceRecord& r) {
 }
 
 std::string VisaTrace_Details(const VisaTraceRecord& r) {
+    // What it returned and what it acted on first, then when and where, then all it was given.
     std::string out = std::string(VisaTrace_FunctionName(r.function)) + "    (call " + std::to_string(r.sequence) + ")\n";
+    if (r.flags & kVisaTraceHasStatus) {
+        std::string status = VisaTrace_StatusText(r);
+        out += "Status:    " + (status.empty() ? std::string("-") : status + "  " + VisaTrace_StatusName(r)) + "\n";
+    }
+    if (r.session) {
+        std::string name = VisaTrace_HandleName(r.session, r.sequence);
+        out += "Session:   " + VisaTrace_HandleText(r.session) + (name.empty() ? "" : "  " + name) + "\n";
+    }
     out += "Time:      " + VisaTrace_TimeText(r, true) + "\n";
     out += "Duration:  " + (running(r) ? std::string("still running") : VisaTrace_DurationText(r) + " us") + "\n";
     out += "Thread:    " + VisaTrace_ThreadText(r);
     if (r.handlerSequence) out += ", in the handler of call " + std::to_string(r.handlerSequence);
     out += "\n";
-    if (r.session) {
-        std::string name = VisaTrace_HandleName(r.session, r.sequence);
-        out += "Session:   " + VisaTrace_HandleText(r.session) + (name.empty() ? "" : "  " + name) + "\n";
-    }
     out += "Arguments:\n";
     size_t width = 0;
     auto args = VisaTrace_ArgumentList(r);
     for (const auto& a : args) width = std::max(width, a.first.size());
     for (const auto& [argName, value] : args)
         out += "  " + argName + std::string(width - argName.size() + 2, ' ') + value + "\n";
-    if (r.flags & kVisaTraceHasStatus) {
-        std::string status = VisaTrace_StatusText(r);
-        out += "Status:    " + (status.empty() ? std::string("-") : status + "  " + VisaTrace_StatusName(r)) + "\n";
-    }
     if (r.hasData) {
         out += "Data:      " + bytesText(r.dataLength);
         if (r.dataLength > r.data.size()) out += ", the first " + std::to_string(r.data.size()) + " kept";
