@@ -11,6 +11,9 @@
 #include "app/tracenames.h"
 #include "controls/help.h"
 #include "controls/sheets.h"
+#include "resources/browser.h"
+#include "resources/rsrcrecord.h"
+#include "resources/search.h"
 #include "talmik_uir.h"
 #include "uiruntime/uiruntime.h"
 #include "visalib/visalib.h"
@@ -46,6 +49,9 @@ const char kBridgeletWarning[] =
 const int kMaxRecentExpressions = 256;
 
 int splash = 0;
+// The main window's tabs: labels of this height (a tab is 5 higher) with room beside the titles.
+const int kTabLabelHeight = 24;
+const int kTabPadding = 8;
 
 std::string uirPath() { return std::string(programDirectory()) + "/" + kUirFile; }
 
@@ -98,7 +104,9 @@ int addSheet(int panelResource, const char* title) {
 bool buildMainWindow() {
     rsrcpanel = LoadPanel(0, uirPath().c_str(), MAINPANEL);
     if (rsrcpanel <= 0) return false;
-    rsrcSheets = SheetGroupCreate(rsrcpanel, 6, 0);
+    // The tab row and the margin above it fill the 37 pixels that the body's height leaves.
+    rsrcSheets = SheetGroupCreate(rsrcpanel, 37 - kTabLabelHeight - 5, 0);
+    SheetGroupSetTabSize(rsrcpanel, rsrcSheets, kTabLabelHeight, kTabPadding);
     SheetGroupCurTabColor(rsrcpanel, rsrcSheets, textColorApp);
     int height = 0, width = 0, menuHeight = 0;
     GetPanelAttribute(rsrcpanel, ATTR_HEIGHT, &height);
@@ -115,6 +123,8 @@ bool buildMainWindow() {
 }
 
 void shutdown() {
+    releaseRsrcs();
+    closeRsrcTree();
     if (helpUsed) {
         _SetDir_(nullptr);
         SystemHelp(pszHelpName, HELP_QUIT, 0, "");
@@ -126,6 +136,7 @@ void shutdown() {
     ini = nullptr;
     if (rsrcpanel > 0) DiscardPanel(rsrcpanel);
     rsrcpanel = rsrcio = rsrcsfp = rsrczu = rsrcSheets = 0;
+    CloseAllExtResources();
     viClose(defaultRM);
     defaultRM = VI_NULL;
     Help_Close();
@@ -213,7 +224,15 @@ int talmik_main(short findOnStart) {
         if (rmStatus == VI_WARN_CONFIG_NLOADED) MessagePopup(pszAppName, kBridgeletWarning);
     }
     splashStatus("Loading VISA template function panels...");
-    if (findOnStart) splashStatus("Searching for VISA resources...");
+    InstallWindowHook(talmikExtCB);
+    LoadInitialPanels(0);
+    if (findOnStart) {
+        splashStatus("Searching for VISA resources...");
+        DoRefresh(GetPanelMenuBar(rsrcpanel), MENUBAR_RESOURCES_REFRESH, nullptr, rsrcpanel);
+    } else {
+        // Empty categories: the user searches with Refresh.
+        AddIoRsrcs(rsrcio);
+    }
 
     if (!houseVisa) {
         SetCtrlVal(splash, SPLASH_STATUS, "");
@@ -231,6 +250,16 @@ int talmik_main(short findOnStart) {
     }
     shutdown();
     return 0;
+}
+
+// The session-window component's hook: the last window closed, or context help started the
+// help viewer.
+int talmikExtCB(int code) {
+    if (code == HOOK_LAST_WINDOW_CLOSED && rsrcpanel > 0)
+        SetMenuBarAttribute(GetPanelMenuBar(rsrcpanel), MENUBAR_FILE_CLOSEALL, ATTR_DIMMED, 1);
+    else if (code == HOOK_HELP_VIEWER_STARTED)
+        helpUsed = 1;
+    return code;
 }
 
 int QueryReallyQuit() {

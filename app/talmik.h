@@ -24,6 +24,8 @@ int talmik_main(short findOnStart);
 
 void GetTalmikPathNames(const char** appName, const char** helpName);
 int QueryReallyQuit();
+// The window hook given to the session-window component.
+int talmikExtCB(int code);
 void DoExit();
 // "Major.minor" of a VISA version number, with ".sub" when the sub-minor is not 0.
 void formatVisaVersion(char* buffer, unsigned long size, ViUInt32 version);

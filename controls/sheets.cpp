@@ -33,6 +33,8 @@ struct SheetGroup {
     int tabRowHeight;
     int curTabColor;
     ListType sheets;  // Sheet*, in order of adding
+    int tabLabelMinHeight;  // tab labels are at least this high (0: as their text)
+    int tabPadding;         // extra width on each side of a tab's title
 };
 
 namespace {
@@ -126,16 +128,24 @@ int SheetCreate(SheetGroup* g, const char* title, Sheet** made) {
     if (status >= 0) status = SetCtrlVal(g->panel, s->label, title);
     if (status >= 0) status = GetPanelAttribute(g->panel, ATTR_BACKCOLOR, &background);
     if (status >= 0) status = SetCtrlAttribute(g->panel, s->label, ATTR_TEXT_BGCOLOR, background);
+    if (status >= 0) status = SetCtrlAttribute(g->panel, s->tab, ATTR_FRAME_COLOR, background);
     if (status >= 0) status = GetCtrlAttribute(g->panel, s->label, ATTR_HEIGHT, &height);
     if (status >= 0) status = GetCtrlAttribute(g->panel, s->label, ATTR_WIDTH, &width);
     if (status < 0) {
         SheetDispose(s);
         return status;
     }
+    // A tab taller than its title keeps the title in the middle: the label starts lower and still
+    // ends where the tab meets the body (the tab's own fill shows above it).
+    const int textTop = std::max(g->tabLabelMinHeight - height, 0) / 2;
+    height = std::max(height, g->tabLabelMinHeight);
+    width += 2 * g->tabPadding;
     s->tabHeight = height + 5;
     s->tabWidth = width + 6;
     SetCtrlAttribute(g->panel, s->label, ATTR_SIZE_TO_TEXT, 0);
-    SetCtrlAttribute(g->panel, s->label, ATTR_HEIGHT, s->tabHeight);
+    SetCtrlAttribute(g->panel, s->label, ATTR_TEXT_JUSTIFY, VAL_CENTER_JUSTIFIED);
+    SetCtrlAttribute(g->panel, s->label, ATTR_TOP, s->top + 2 + textTop);
+    SetCtrlAttribute(g->panel, s->label, ATTR_HEIGHT, s->tabHeight - textTop);
     SetCtrlAttribute(g->panel, s->label, ATTR_WIDTH, width + 2);
     SetCtrlAttribute(g->panel, s->tab, ATTR_HEIGHT, height + 7);
     SetCtrlAttribute(g->panel, s->tab, ATTR_WIDTH, s->tabWidth);
@@ -144,9 +154,9 @@ int SheetCreate(SheetGroup* g, const char* title, Sheet** made) {
     s->raisedTabTop = s->top;
     s->raisedTabWidth = s->tabWidth;
     s->raisedTabHeight = height + 7;
-    s->raisedLabelTop = s->top + 2;
+    s->raisedLabelTop = s->top + 2 + textTop;
     s->raisedLabelWidth = width + 2;
-    s->raisedLabelHeight = s->tabHeight;
+    s->raisedLabelHeight = s->tabHeight - textTop;
     s->raised = 1;
     *made = s;
     return 0;
@@ -475,6 +485,16 @@ int SheetGroupSetSize(int panel, int group, int height, int width) {
     if (status >= 0 && width) status = SetCtrlAttribute(panel, g->body, ATTR_WIDTH, width);
     if (status < 0) return status;
     UpdateSheetGroupDisplay(g);
+    return 0;
+}
+
+int SheetGroupSetTabSize(int panel, int group, int minLabelHeight, int padding) {
+    SheetGroup* g;
+    int status = GetSheetGroup(panel, group, &g);
+    if (status < 0) return status;
+    if (minLabelHeight < 0 || padding < 0 || minLabelHeight > 200 || padding > 200) return UIEInvalidAttributeValue;
+    g->tabLabelMinHeight = minLabelHeight;
+    g->tabPadding = padding;
     return 0;
 }
 

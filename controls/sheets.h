@@ -40,6 +40,9 @@ int SheetGroupGetSize(int panel, int group, int* top, int* bodyTop, int* left, i
 // A zero leaves that dimension as it is.
 int SheetGroupSetSize(int panel, int group, int height, int width);
 int SheetGroupCurTabColor(int panel, int group, int color);
+// Tabs added from now on: labels at least minLabelHeight high (a tab is its label's height and 5
+// more) and padding pixels wider on each side of the title, centred.
+int SheetGroupSetTabSize(int panel, int group, int minLabelHeight, int padding);
 int SheetGroupNumSheets(int panel, int group);
 
 int SheetTabCallback(int panel, int control, int event, void* callbackData, int eventData1,

@@ -15,6 +15,8 @@ class QLineEdit;
 class QListWidget;
 class QPlainTextEdit;
 class QTableView;
+class QTextBlock;
+class QTextCursor;
 
 namespace uir {
 
@@ -82,10 +84,17 @@ public:
     int insertLine(int index, const std::string& text);
     int replaceLine(int index, const std::string& text);
     int deleteLine(int index);
+    // The whole text, lines separated by '\n'.
+    std::string text();
     QPlainTextEdit* edit() const;
 
     std::string pending;
     bool flushScheduled = false;
+
+private:
+    // The first block of a line (invalid past the end), and a cursor over all blocks of a line.
+    QTextBlock lineStart(int index);
+    QTextCursor selectLine(int index);
 };
 
 // ---------------------------------------------------------------------------------------------

@@ -178,7 +178,7 @@ public:
             case CTRL_TEXT_MSG:
             case CTRL_PICTURE: if (!is("QLabel")) w = new QLabel(parent); break;
             default:
-                if (IsDecorationStyle(style) && !is("QFrame") && !is("QGroupBox")) w = new QFrame(parent);
+                if (IsDecorationStyle(style) && !is("QGroupBox")) w = new BevelFrame(parent);
                 break;
         }
         if (!w && (is("UiCanvas") || is("UiTimer") || is("UiLed") || is("UiNumeric"))) w = new QWidget(parent);
@@ -321,7 +321,11 @@ int buildPanel(int parent, Bundle* b, size_t index, std::string* error) {
                       pl.widget->testAttribute(Qt::WA_WState_Hidden);
         pl.widget->setParent(p->content);
         pl.widget->move(pl.at);
+        // readOnly in the form (or the dynamic property indicator) makes an output only.
+        bool indicator = pl.widget->property("readOnly").toBool() || pl.widget->property("indicator").toBool();
         c->adoptWidget(pl.widget);
+        if (indicator && c->setAttribute(ATTR_CTRL_MODE, VAL_INDICATOR) == kNotMine)
+            c->commonSet(ATTR_CTRL_MODE, VAL_INDICATOR);
         c->widget->setParent(p->content);
         c->widget->move(pl.at);
         c->widget->setVisible(!hidden && sc.style != CTRL_TIMER);

@@ -2,6 +2,7 @@
 #include <QtGui/QKeyEvent>
 #include <QtWidgets/QLineEdit>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -56,7 +57,7 @@ QString NumericEdit::text(const Value& v) const {
     }
     if (format == VAL_HEX_FORMAT) {
         unsigned long long bits = static_cast<unsigned long long>(v.i) & widthMask(dataType);
-        QString digits = QString::number(bits, 16).toUpper();
+        QString digits = QString::number(bits, 16).toUpper().rightJustified(hexDigits, QLatin1Char('0'));
         return showRadix ? QStringLiteral("0x") + digits : digits;
     }
     return QString::number(v.i);
@@ -183,6 +184,8 @@ void NumericControl::adoptWidget(QWidget* w) {
     e->format = isRealType(type) ? VAL_FLOATING_PT_FORMAT : VAL_DECIMAL_FORMAT;
     if (e->formBase == 16 || w->property("format").toString().toLower() == QLatin1String("hex"))
         e->format = VAL_HEX_FORMAT;
+    e->hexDigits = std::clamp(w->property("hexDigits").toInt(), 0, 16);
+    if (w->property("showRadix").isValid()) e->showRadix = w->property("showRadix").toBool();
     if (e->formDecimals >= 0) e->precision = std::min(e->formDecimals, 15);
     e->value = clampValue(convertValue(Value::real(e->formValueSet ? e->formValue : 0.0), type),
                           e->minimum, e->maximum);

@@ -5,6 +5,7 @@
 #include <QtGui/QFontDatabase>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QMouseEvent>
+#include <QtGui/QWheelEvent>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QStyleFactory>
 
@@ -362,6 +363,15 @@ bool Dispatcher::eventFilter(QObject* obj, QEvent* ev) {
                 return dispatchControlEvent(ph, cid, EVENT_MOUSE_POINTER_MOVE, pt.y(), pt.x()) != 0;
             }
             return false;
+        }
+        case QEvent::Wheel: {
+            if (!canvas) return false;
+            // Notches of 120 units; a fine-grained wheel gathers its small steps until one is full.
+            int delta = static_cast<QWheelEvent*>(ev)->angleDelta().y() + w->property("uirWheelRest").toInt();
+            int notches = delta / 120;
+            w->setProperty("uirWheelRest", delta - notches * 120);
+            if (notches == 0) return true;
+            return dispatchControlEvent(ph, cid, EVENT_MOUSE_WHEEL_SCROLL, notches, 0) != 0 || passive;
         }
         case QEvent::KeyPress: {
             int code = keyCodeOf(static_cast<QKeyEvent*>(ev));

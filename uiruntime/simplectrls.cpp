@@ -1,17 +1,55 @@
 // Decorations, pictures and timers.
+#include <QtGui/QPainter>
 #include <QtWidgets/QGroupBox>
 
 #include <cmath>
 
 #include "uiruntime/kinds.h"
+#include "uiruntime/widgets.h"
 
 namespace uir {
 
 // ---------------------------------------------------------------------------------------------
 // Decorations
 // ---------------------------------------------------------------------------------------------
+void BevelFrame::paintEvent(QPaintEvent*) {
+    QPainter p(this);
+    const QColor base = fillColor >= 0 ? rgbColor(fillColor) : palette().color(QPalette::Window);
+    const bool filled = style == CTRL_RAISED_BOX || style == CTRL_RECESSED_BOX || style == CTRL_FLAT_BOX;
+    if (filled && fillColor >= 0) p.fillRect(rect(), base);
+    const QRect r = rect();
+    if (style == CTRL_FLAT_BOX || style == CTRL_FLAT_FRAME) {
+        p.setPen(base.darker(200));
+        p.drawRect(r.adjusted(0, 0, -1, -1));
+        return;
+    }
+    // Light from the top left. On the light backgrounds of today a white edge alone would vanish,
+    // so a raised box keeps a faint outline above and left of its highlight, and a recessed one a
+    // faint line inside its light edges.
+    const QColor light = base.lighter(135), faint = base.darker(118);
+    const QColor dark = base.darker(230), softDark = base.darker(145);
+    const bool raised = style == CTRL_RAISED_BOX || style == CTRL_RAISED_FRAME;
+    auto edge = [&](int inset, const QColor& topLeft, const QColor& bottomRight) {
+        QRect e = r.adjusted(inset, inset, -inset, -inset);
+        if (e.width() < 1 || e.height() < 1) return;
+        p.setPen(topLeft);
+        p.drawLine(e.topLeft(), e.topRight());
+        p.drawLine(e.topLeft(), e.bottomLeft());
+        p.setPen(bottomRight);
+        p.drawLine(e.bottomLeft(), e.bottomRight());
+        p.drawLine(e.topRight(), e.bottomRight());
+    };
+    if (raised) {
+        edge(0, faint, dark);
+        edge(1, light, softDark);
+    } else {
+        edge(0, softDark, light);
+        edge(1, dark, faint);
+    }
+}
+
 void DecorationControl::createWidget(QWidget* parent) {
-    auto* f = new QFrame(parent);
+    auto* f = new BevelFrame(parent);
     f->resize(100, 60);
     widget = f;
     applyStyle();
@@ -25,6 +63,14 @@ void DecorationControl::adoptWidget(QWidget* w) {
 }
 
 void DecorationControl::applyStyle() {
+    if (auto* b = qobject_cast<BevelFrame*>(widget)) {
+        b->style = style;
+        b->fillColor = frameColor;
+        b->setFrameStyle(QFrame::NoFrame);
+        b->setAutoFillBackground(false);
+        b->update();
+        return;
+    }
     auto* f = qobject_cast<QFrame*>(widget);
     if (!f) return;
     const bool filled = style == CTRL_RAISED_BOX || style == CTRL_RECESSED_BOX || style == CTRL_FLAT_BOX;
@@ -35,7 +81,7 @@ void DecorationControl::applyStyle() {
         case CTRL_RECESSED_FRAME: f->setFrameStyle(QFrame::Panel | QFrame::Sunken); break;
         default: f->setFrameStyle(QFrame::Box | QFrame::Plain); break;
     }
-    f->setLineWidth(1);
+    f->setLineWidth(2);
     if (filled && frameColor >= 0) {
         QPalette pal = f->palette();
         pal.setColor(QPalette::Window, rgbColor(frameColor));

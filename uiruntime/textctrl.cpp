@@ -33,7 +33,63 @@ int justifyOf(Qt::Alignment a) {
     return VAL_LEFT_JUSTIFIED;
 }
 
+// A block that continues the line of the block before it. Text put in by the program is kept in
+// blocks of at most kBlockLength characters: a line of a megabyte in one block takes the text
+// layout many seconds, and on screen it wraps anyway.
+const int kContinued = 1;
+const qsizetype kBlockLength = 1024;
+
+bool continues(const QTextBlock& b) { return b.userState() == kContinued; }
+
+// Starts a new block at the cursor; the block before keeps its state, the new one takes state.
+void startBlock(QTextCursor& cursor, int state) {
+    int before = cursor.block().userState();
+    cursor.insertBlock();
+    cursor.block().previous().setUserState(before);
+    cursor.block().setUserState(state);
+}
+
+// Inserts text at the cursor, line breaks starting new lines and long lines continued in further
+// blocks.
+void insertLines(QTextCursor& cursor, const QString& text) {
+    qsizetype pos = 0;
+    while (pos < text.size()) {
+        qsizetype end = text.indexOf(QLatin1Char('\n'), pos);
+        if (end < 0) end = text.size();
+        while (pos < end) {
+            qsizetype room = kBlockLength - (cursor.block().length() - 1);
+            if (room <= 0) {
+                startBlock(cursor, kContinued);
+                room = kBlockLength;
+            }
+            qsizetype n = std::min(room, end - pos);
+            cursor.insertText(text.mid(pos, n));
+            pos += n;
+        }
+        if (end < text.size()) {
+            startBlock(cursor, -1);
+            pos = end + 1;
+        }
+    }
+}
+
 }  // namespace
+
+// Text the program puts in is one step, and not the user's to undo.
+struct ProgrammaticEdit {
+    explicit ProgrammaticEdit(QTextDocument* d)
+        : document(d), cursor(d), undo(d->isUndoRedoEnabled()) {
+        d->setUndoRedoEnabled(false);
+        cursor.beginEditBlock();
+    }
+    ~ProgrammaticEdit() {
+        cursor.endEditBlock();
+        document->setUndoRedoEnabled(undo);
+    }
+    QTextDocument* document;
+    QTextCursor cursor;
+    bool undo;
+};
 
 void flushPendingText() {
     std::vector<std::pair<int, int>> boxes;
@@ -183,9 +239,10 @@ void TextBoxControl::flush() {
     flushScheduled = false;
     if (pending.empty()) return;
     Quiet q;
-    QTextCursor cursor(edit()->document());
-    cursor.movePosition(QTextCursor::End);
-    cursor.insertText(QString::fromUtf8(pending.data(), static_cast<qsizetype>(pending.size())));
+    ProgrammaticEdit edit(this->edit()->document());
+    edit.cursor.movePosition(QTextCursor::End);
+    insertLines(edit.cursor,
+                QString::fromUtf8(pending.data(), static_cast<qsizetype>(pending.size())));
     pending.clear();
     pending.shrink_to_fit();
 }
@@ -193,20 +250,49 @@ void TextBoxControl::flush() {
 void TextBoxControl::reset(const std::string& text) {
     pending.clear();
     Quiet q;
-    edit()->setPlainText(QString::fromStdString(text));
+    edit()->clear();
+    ProgrammaticEdit edit(this->edit()->document());
+    insertLines(edit.cursor, QString::fromStdString(text));
 }
 
 int TextBoxControl::lineCount() {
     flush();
     QTextDocument* d = edit()->document();
-    int n = d->blockCount();
-    if (d->lastBlock().length() <= 1) --n;  // an empty last block only ends the line before
+    int n = 0;
+    for (QTextBlock b = d->begin(); b.isValid(); b = b.next())
+        if (!continues(b)) ++n;
+    QTextBlock last = d->lastBlock();
+    if (last.length() <= 1 && !continues(last))
+        --n;  // an empty last block only ends the line before
     return n;
+}
+
+QTextBlock TextBoxControl::lineStart(int index) {
+    int n = -1;
+    for (QTextBlock b = edit()->document()->begin(); b.isValid(); b = b.next())
+        if (!continues(b) && ++n == index) return b;
+    return QTextBlock();
+}
+
+// The blocks of one line: its first block and the blocks that continue it.
+QTextCursor TextBoxControl::selectLine(int index) {
+    QTextBlock first = lineStart(index), last = first;
+    while (last.next().isValid() && continues(last.next())) last = last.next();
+    QTextCursor cursor(edit()->document());
+    cursor.setPosition(first.position());
+    cursor.setPosition(last.position() + last.length() - 1, QTextCursor::KeepAnchor);
+    return cursor;
 }
 
 int TextBoxControl::line(int index, std::string* text) {
     if (index < 0 || index >= lineCount()) return UIEIndexOutOfRange;
-    *text = edit()->document()->findBlockByNumber(index).text().toStdString();
+    QString all;
+    QTextBlock b = lineStart(index);
+    do {
+        all += b.text();
+        b = b.next();
+    } while (b.isValid() && continues(b));
+    *text = all.toStdString();
     return 0;
 }
 
@@ -216,14 +302,18 @@ int TextBoxControl::insertLine(int index, const std::string& text) {
     Quiet q;
     QTextDocument* d = edit()->document();
     QString t = QString::fromStdString(text);
-    QTextCursor cursor(d);
+    ProgrammaticEdit edit(d);
     if (index == -1 || index == n) {
-        cursor.movePosition(QTextCursor::End);
+        edit.cursor.movePosition(QTextCursor::End);
         bool needBreak = !d->isEmpty() && d->lastBlock().length() > 1;
-        cursor.insertText(needBreak ? QStringLiteral("\n") + t : t);
+        insertLines(edit.cursor, needBreak ? QStringLiteral("\n") + t : t);
     } else {
-        cursor.setPosition(d->findBlockByNumber(index).position());
-        cursor.insertText(t + QStringLiteral("\n"));
+        // Split off an empty block before the line and fill it.
+        QTextBlock at = lineStart(index);
+        edit.cursor.setPosition(at.position());
+        startBlock(edit.cursor, -1);
+        edit.cursor.movePosition(QTextCursor::PreviousBlock);
+        insertLines(edit.cursor, t);
     }
     return 0;
 }
@@ -231,10 +321,13 @@ int TextBoxControl::insertLine(int index, const std::string& text) {
 int TextBoxControl::replaceLine(int index, const std::string& text) {
     if (index < 0 || index >= lineCount()) return UIEIndexOutOfRange;
     Quiet q;
-    QTextBlock b = edit()->document()->findBlockByNumber(index);
-    QTextCursor cursor(b);
-    cursor.movePosition(QTextCursor::EndOfBlock, QTextCursor::KeepAnchor);
-    cursor.insertText(QString::fromStdString(text));
+    ProgrammaticEdit edit(this->edit()->document());
+    QTextCursor line = selectLine(index);
+    edit.cursor.setPosition(line.anchor());
+    edit.cursor.setPosition(line.position(), QTextCursor::KeepAnchor);
+    edit.cursor.removeSelectedText();
+    edit.cursor.block().setUserState(-1);  // still the start of the line
+    insertLines(edit.cursor, QString::fromStdString(text));
     return 0;
 }
 
@@ -242,19 +335,34 @@ int TextBoxControl::deleteLine(int index) {
     int n = lineCount();
     if (index < 0 || index >= n) return UIEIndexOutOfRange;
     Quiet q;
-    QTextDocument* d = edit()->document();
-    QTextBlock b = d->findBlockByNumber(index);
-    QTextCursor cursor(d);
-    if (b.next().isValid()) {
-        cursor.setPosition(b.position());
-        cursor.setPosition(b.next().position(), QTextCursor::KeepAnchor);
+    QTextCursor line = selectLine(index);
+    int from = line.anchor(), to = line.position();
+    ProgrammaticEdit edit(this->edit()->document());
+    QTextDocument* d = edit.cursor.document();
+    if (QTextBlock next = d->findBlock(to).next(); next.isValid()) {
+        edit.cursor.setPosition(from);
+        edit.cursor.setPosition(next.position(), QTextCursor::KeepAnchor);
+        edit.cursor.removeSelectedText();
+        edit.cursor.block().setUserState(-1);  // the next line now starts here
     } else {
-        // The last block: take the line break before it too.
-        cursor.setPosition(std::max(0, b.position() - 1));
-        cursor.setPosition(b.position() + b.length() - 1, QTextCursor::KeepAnchor);
+        // The last line: take the line break before it too; the block before keeps its state.
+        int state = from > 0 ? d->findBlock(from - 1).userState() : -1;
+        edit.cursor.setPosition(std::max(0, from - 1));
+        edit.cursor.setPosition(to, QTextCursor::KeepAnchor);
+        edit.cursor.removeSelectedText();
+        edit.cursor.block().setUserState(state);
     }
-    cursor.removeSelectedText();
     return 0;
+}
+
+std::string TextBoxControl::text() {
+    flush();
+    QString all;
+    for (QTextBlock b = edit()->document()->begin(); b.isValid(); b = b.next()) {
+        if (b != edit()->document()->begin() && !continues(b)) all += QLatin1Char('\n');
+        all += b.text();
+    }
+    return all.toStdString();
 }
 
 int TextBoxControl::setValue(const UiValue& v) {
@@ -265,8 +373,7 @@ int TextBoxControl::setValue(const UiValue& v) {
 }
 
 int TextBoxControl::getValue(Value* v) const {
-    const_cast<TextBoxControl*>(this)->flush();
-    *v = Value::text(edit()->toPlainText().toStdString());
+    *v = Value::text(const_cast<TextBoxControl*>(this)->text());
     return 0;
 }
 
@@ -282,7 +389,12 @@ int TextBoxControl::setAttribute(int attribute, const UiValue& v) {
             if (int rc = toInteger(v, &n)) return rc;
             if (n < 0) return UIEInvalidAttributeValue;
             flush();
-            edit()->verticalScrollBar()->setValue(static_cast<int>(std::min<long long>(n, INT32_MAX)));
+            // The scroll bar counts blocks; a long line is several.
+            if (QTextBlock b = lineStart(static_cast<int>(std::min<long long>(n, INT32_MAX)));
+                b.isValid())
+                edit()->verticalScrollBar()->setValue(b.blockNumber());
+            else
+                edit()->verticalScrollBar()->setValue(edit()->verticalScrollBar()->maximum());
             return 0;
         case ATTR_WRAP_MODE:
             if (int rc = toInteger(v, &n)) return rc;
@@ -303,13 +415,17 @@ int TextBoxControl::setAttribute(int attribute, const UiValue& v) {
 int TextBoxControl::getAttribute(int attribute, Value* v) const {
     auto* self = const_cast<TextBoxControl*>(this);
     switch (attribute) {
-        case ATTR_FIRST_VISIBLE_LINE:
+        case ATTR_FIRST_VISIBLE_LINE: {
             self->flush();
-            *v = Value::integer(edit()->verticalScrollBar()->value());
+            int line = -1, first = edit()->verticalScrollBar()->value();
+            for (QTextBlock b = edit()->document()->begin();
+                 b.isValid() && b.blockNumber() <= first; b = b.next())
+                if (!continues(b)) ++line;
+            *v = Value::integer(std::max(line, 0));
             return 0;
+        }
         case ATTR_STRING_TEXT_LENGTH:
-            self->flush();
-            *v = Value::integer(static_cast<long long>(edit()->toPlainText().toStdString().size()));
+            *v = Value::integer(static_cast<long long>(self->text().size()));
             return 0;
         case ATTR_WRAP_MODE: *v = Value::integer(edit()->lineWrapMode() != QPlainTextEdit::NoWrap); return 0;
         case ATTR_DATA_TYPE: *v = Value::integer(VAL_STRING); return 0;

@@ -54,6 +54,9 @@ enum {
     // Canvas only: the mouse moved while a button is held, and the left button was released.
     EVENT_MOUSE_POINTER_MOVE = 17,
     EVENT_LEFT_CLICK_UP = 18,
+    // Canvas only: the wheel turned; eventData1 is the number of notches, positive when turned
+    // away from the user (to scroll up), and eventData2 is 0.
+    EVENT_MOUSE_WHEEL_SCROLL = 19,
 };
 
 // Key codes: printable keys are their character code; other keys are virtual key codes; the

@@ -3,6 +3,7 @@
 
 #include <QtGui/QImage>
 #include <QtWidgets/QAbstractSpinBox>
+#include <QtWidgets/QFrame>
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QStyledItemDelegate>
 #include <QtWidgets/QWidget>
@@ -38,6 +39,7 @@ public:
     int format = VAL_DECIMAL_FORMAT;
     int precision = 2;
     bool showRadix = true;
+    int hexDigits = 0;  // hexadecimal numbers are shown with at least this many digits
     // What the form gave, before the data type is known.
     bool formMinimumSet = false, formMaximumSet = false, formValueSet = false, formStepSet = false;
     double formMinimum = 0, formMaximum = 0, formValue = 0, formStep = 1;
@@ -113,6 +115,19 @@ public:
 protected:
     void paintEvent(QPaintEvent* e) override;
     void resizeEvent(QResizeEvent* e) override;
+};
+
+// A decoration: a box or frame drawn with a two-pixel bevel, raised or recessed, in shades of
+// its fill colour (or of the panel's background when it has none), or flat with a one-pixel line.
+class BevelFrame : public QFrame {
+    Q_OBJECT
+public:
+    explicit BevelFrame(QWidget* parent) : QFrame(parent) {}
+    int style = CTRL_RAISED_BOX;
+    int fillColor = -1;  // -1: not filled
+
+protected:
+    void paintEvent(QPaintEvent* e) override;
 };
 
 // Draws list and ring items whose labels hold escapes (positions, colours, separators).

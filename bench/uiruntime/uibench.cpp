@@ -7,22 +7,16 @@
 #include <vector>
 
 #include "bench_uir.h"
+#include "bench/timing.h"
 #include "uiruntime/uiruntime.h"
 
 int BenchControl(int, int, int, void*, int, int) { return 0; }
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double msSince(Clock::time_point start) {
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
+using bench::Clock;
+using bench::median;
+using bench::msSince;
 
 }  // namespace
 

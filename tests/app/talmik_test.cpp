@@ -35,6 +35,7 @@ protected:
         ASSERT_EQ(UiTest_Start(), 0);
         UiTest_SetLoopTimeout(2000);
         std::filesystem::copy_file(binFile("talmik.uir"), dir.file("talmik.uir"));
+        std::filesystem::copy_file(binFile("visaio.uir"), dir.file("visaio.uir"));
         std::filesystem::copy_file(binFile("ZUtalmik.hlp"), dir.file("ZUtalmik.hlp"));
         UiTest_SetProjectDir(dir.path().c_str());
         _ResetDirCache_();
@@ -42,7 +43,7 @@ protected:
         useConfig("[Bridgelets]\nsim = True\n");
     }
     void TearDown() override {
-        EXPECT_TRUE(UiTest_Failures().empty()) << UiTest_Failures().front();
+        for (const std::string& f : UiTest_Failures()) ADD_FAILURE() << f;
         VisaLib_Unload();
         UiTest_Reset();
         numWindows = 0;
@@ -241,8 +242,8 @@ TEST_F(Talmik, RecentFindExpressionsAtStartAndExit) {
 }
 
 TEST_F(Talmik, QuittingWithASessionOpenAsksFirst) {
-    numWindows = 1;  // as the registry counts an open session window
     UiTest_OnLoop([] {
+        ASSERT_EQ(OpenVisaSession("GPIB0::22::INSTR"), 1);
         UiTest_AnswerConfirm(0);
         UiTest_ClosePanel(rsrcpanel);
     });
@@ -308,6 +309,34 @@ TEST_F(Talmik, AboutShowsTheVisaLibrary) {
         EXPECT_EQ(dimmed, 0);
     });
     EXPECT_EQ(talmik_main(0), 0);
+}
+
+TEST_F(Talmik, SessionWindowsStartWithTheProgramAndCloseFromItsMenu) {
+    closeMainWindowThen([] {
+        EXPECT_EQ(windowBits, 0x7FFu);  // the first templates, built at start-up
+        int menuBar = GetPanelMenuBar(rsrcpanel);
+        int dimmed = 0;
+        GetMenuBarAttribute(menuBar, MENUBAR_FILE_CLOSEALL, ATTR_DIMMED, &dimmed);
+        EXPECT_EQ(dimmed, 1);  // nothing to close yet
+        ASSERT_EQ(OpenVisaSession("GPIB0::22::INSTR"), 1);
+        ASSERT_EQ(OpenVisaSession("ASRL1::INSTR"), 1);
+        SetMenuBarAttribute(menuBar, MENUBAR_FILE_CLOSEALL, ATTR_DIMMED, 0);  // as an open from the browser does
+        ASSERT_EQ(UiTest_ChooseMenuItem(menuBar, MENUBAR_FILE_CLOSEALL), 0);
+        EXPECT_EQ(numWindows, 0);
+        GetMenuBarAttribute(menuBar, MENUBAR_FILE_CLOSEALL, ATTR_DIMMED, &dimmed);
+        EXPECT_EQ(dimmed, 1);
+        ASSERT_EQ(OpenVisaSession("GPIB0::22::INSTR"), 1);  // left open: shutdown closes it
+        UiTest_AnswerConfirm(1);
+    });
+    EXPECT_EQ(talmik_main(0), 0);
+    EXPECT_EQ(numWindows, 0);
+    EXPECT_EQ(componentRM, static_cast<ViSession>(VI_NULL));
+    EXPECT_EQ(tmrpanel, 0);
+    // The hook asks for the help viewer to be told to quit at exit.
+    helpUsed = 0;
+    EXPECT_EQ(talmikExtCB(HOOK_HELP_VIEWER_STARTED), HOOK_HELP_VIEWER_STARTED);
+    EXPECT_EQ(helpUsed, 1);
+    EXPECT_EQ(talmikExtCB(77), 77);
 }
 
 TEST(VisaVersion, Formatting) {

@@ -96,6 +96,44 @@ TEST_F(Sheets, ChildPanelSheetsSwitchOnTabClicks) {
     EXPECT_EQ(SheetGroupGetSheetPanelFromIndex(panel, group, 3, &sheetPanel), -12);
 }
 
+TEST_F(Sheets, TallTabsKeepTheirTitlesInTheMiddleAndMeetTheBody) {
+    int group = SheetGroupCreate(panel, 8, 0);
+    ASSERT_EQ(SheetGroupSetTabSize(panel, group, 24, 8), 0);
+    EXPECT_EQ(SheetGroupSetTabSize(panel, group, -1, 0), UIEInvalidAttributeValue);
+    int a = childPanel(), b = childPanel();
+    SheetGroupAddSheet(panel, group, "One", SHEET_MODE_PANEL, a);
+    SheetGroupAddSheet(panel, group, "Two", SHEET_MODE_PANEL, b);
+    int bodyTop = 0;
+    SheetGroupGetSize(panel, group, nullptr, &bodyTop, nullptr, nullptr, nullptr);
+    EXPECT_EQ(bodyTop, 8 + 24 + 5);
+    int textHeight = 0;
+    GetTextDisplaySize("One", VAL_DIALOG_META_FONT, &textHeight, nullptr);
+    for (const char* title : {"One", "Two"}) {
+        int label = labelOf(title), height = 0, width = 0;
+        GetCtrlAttribute(panel, label, ATTR_HEIGHT, &height);
+        GetCtrlAttribute(panel, label, ATTR_WIDTH, &width);
+        // Whether raised or lowered, a title's label reaches 2 into the body, under which an
+        // active tab opens into it.
+        EXPECT_EQ(top(label) + height, bodyTop + 2) << title;
+        int titleWidth = 0;
+        GetTextDisplaySize(title, VAL_DIALOG_META_FONT, nullptr, &titleWidth);
+        EXPECT_GE(width, titleWidth + 16) << title << ": padded on both sides";
+        int justify = -1;
+        GetCtrlAttribute(panel, label, ATTR_TEXT_JUSTIFY, &justify);
+        EXPECT_EQ(justify, VAL_CENTER_JUSTIFIED);
+    }
+    EXPECT_EQ(top(labelOf("One")), 8 + 2 + (24 - textHeight) / 2) << "the title in the middle of its tab";
+    // Tabs keep the colour they were made with, whether in front or behind: a window whose tabs
+    // were made in preference colours shows them on every tab.
+    int before = 0, after = 0;
+    GetCtrlAttribute(panel, labelOf("Two"), ATTR_TEXT_BGCOLOR, &before);
+    UiTest_Click(panel, labelOf("Two"), 3, 3);
+    GetCtrlAttribute(panel, labelOf("Two"), ATTR_TEXT_BGCOLOR, &after);
+    EXPECT_EQ(before, after);
+    GetCtrlAttribute(panel, labelOf("One"), ATTR_TEXT_BGCOLOR, &after);
+    EXPECT_EQ(before, after);
+}
+
 TEST_F(Sheets, UnknownTitleLeavesNoSheetActive) {
     int group = SheetGroupCreate(panel, 40, 10);
     int a = childPanel();

@@ -131,6 +131,19 @@ TEST_F(Canvas, MouseAndKeysReachTheCallbackWithCoordinates) {
     EXPECT_EQ(g_seen[3].data1, '-');
 }
 
+TEST_F(Canvas, HeldButtonAndWheel) {
+    ASSERT_EQ(UiTest_MouseDown(p, c, 10, 12), 0);
+    EXPECT_EQ(eventsOf(p, c), std::vector<int>{EVENT_LEFT_CLICK});
+    UiTest_MouseUp(p, c, 10, 12);
+    EXPECT_EQ(g_seen.back(), (Seen{p, c, EVENT_LEFT_CLICK_UP, 20 + 12, 30 + 10}));
+    g_seen.clear();
+    UiTest_Wheel(p, c, 10, 12, -2);
+    UiTest_Wheel(p, c, 10, 12, 1);
+    ASSERT_EQ(g_seen.size(), 2u);
+    EXPECT_EQ(g_seen[0], (Seen{p, c, EVENT_MOUSE_WHEEL_SCROLL, -2, 0}));
+    EXPECT_EQ(g_seen[1].data1, 1);
+}
+
 TEST_F(Canvas, PicturesGiveTheirImageAsABitmap) {
     int e = load(EXAMPLE);
     int bmp = 0, w = 0, h = 0;

@@ -202,3 +202,47 @@ TEST_F(Controls, ZPlanePositionsRestackTheControls) {
 }
 
 }  // namespace
+
+namespace {
+
+int brightness(int rgb) { return ((rgb >> 16) & 0xFF) + ((rgb >> 8) & 0xFF) + (rgb & 0xFF); }
+
+// Decorations stand out from the panel on both sides: light and shadow where the light falls,
+// and the fill colour inside a box that has one.
+TEST_F(Controls, DecorationsHaveATwoPixelBevel) {
+    int p = NewPanel(0, "P", 0, 0, 200, 300);
+    DisplayPanel(p);
+    const struct {
+        int style;
+        bool raised;
+    } cases[] = {{CTRL_RAISED_BOX, true}, {CTRL_RAISED_FRAME, true}, {CTRL_RECESSED_BOX, false},
+                 {CTRL_RECESSED_FRAME, false}};
+    int left = 10;
+    for (const auto& c : cases) {
+        int box = NewCtrl(p, c.style, "", 20, left);
+        SetCtrlAttribute(p, box, ATTR_WIDTH, 50);
+        SetCtrlAttribute(p, box, ATTR_HEIGHT, 40);
+        int background = 0, topLeftInner = 0, bottomRightOuter = 0, bottomRightInner = 0;
+        UiTest_PixelAt(p, left + 25, 10, &background);
+        UiTest_PixelAt(p, left + 25, 21, &topLeftInner);
+        UiTest_PixelAt(p, left + 25, 59, &bottomRightOuter);
+        UiTest_PixelAt(p, left + 25, 58, &bottomRightInner);
+        if (c.raised) {
+            EXPECT_GT(brightness(topLeftInner), brightness(background)) << c.style << ": the highlight";
+            EXPECT_LT(brightness(bottomRightOuter), brightness(bottomRightInner)) << c.style;
+            EXPECT_LT(brightness(bottomRightInner), brightness(background)) << c.style << ": the shadow";
+        } else {
+            EXPECT_LT(brightness(topLeftInner), brightness(background)) << c.style << ": the shadow";
+            EXPECT_GT(brightness(bottomRightOuter), brightness(background)) << c.style << ": the light";
+        }
+        left += 60;
+    }
+    int filled = NewCtrl(p, CTRL_RAISED_BOX, "", 100, 10);
+    SetCtrlAttribute(p, filled, ATTR_WIDTH, 50);
+    SetCtrlAttribute(p, filled, ATTR_FRAME_COLOR, 0x3366CC);
+    int inside = 0;
+    UiTest_PixelAt(p, 30, 120, &inside);
+    EXPECT_EQ(inside, 0x3366CC);
+}
+
+}  // namespace

@@ -102,6 +102,41 @@ TEST_F(Text, ALongAppendScrollsBackToTheFirstLine) {
     EXPECT_EQ(content(box).size(), piece.size() * 400);
 }
 
+// Lines far longer than the widget shows at once stay lines, whatever is done to them.
+TEST_F(Text, LongLinesStayWhole) {
+    std::string longLine;
+    for (int k = 0; k < 5000; ++k) longLine += static_cast<char>('a' + k % 26);
+    for (int k = 0; k < 40; ++k) SetCtrlVal(p, box, longLine.substr(k * 125, 125).c_str());
+    SetCtrlVal(p, box, "\nshort\n");
+    EXPECT_EQ(lines(), 2);
+    EXPECT_EQ(content(box), longLine + "\nshort\n");
+    std::vector<char> line(6000);
+    ASSERT_EQ(GetTextBoxLine(p, box, 0, line.data(), line.size()), 0);
+    EXPECT_EQ(std::string(line.data()), longLine);
+    int length = 0;
+    GetTextBoxLineLength(p, box, 0, &length);
+    EXPECT_EQ(length, 5000);
+
+    ASSERT_EQ(InsertTextBoxLine(p, box, 1, (longLine + longLine).c_str()), 0);
+    ASSERT_EQ(InsertTextBoxLine(p, box, 0, "top"), 0);
+    EXPECT_EQ(content(box), "top\n" + longLine + "\n" + longLine + longLine + "\nshort\n");
+    ASSERT_EQ(ReplaceTextBoxLine(p, box, 1, "was long"), 0);
+    ASSERT_EQ(ReplaceTextBoxLine(p, box, 3, longLine.c_str()), 0);
+    EXPECT_EQ(content(box), "top\nwas long\n" + longLine + longLine + "\n" + longLine + "\n");
+    ASSERT_EQ(DeleteTextBoxLine(p, box, 2), 0);
+    ASSERT_EQ(DeleteTextBoxLine(p, box, 2), 0);
+    EXPECT_EQ(content(box), "top\nwas long\n");
+    ASSERT_EQ(InsertTextBoxLine(p, box, -1, longLine.c_str()), 0);
+    ASSERT_EQ(DeleteTextBoxLine(p, box, 2), 0);  // the last line, without a line break after it
+    EXPECT_EQ(content(box), "top\nwas long");
+    ResetTextBox(p, box, (longLine + "\n" + longLine).c_str());
+    EXPECT_EQ(lines(), 2);
+    SetCtrlAttribute(p, box, ATTR_FIRST_VISIBLE_LINE, 1);
+    int first = -1;
+    GetCtrlAttribute(p, box, ATTR_FIRST_VISIBLE_LINE, &first);
+    EXPECT_LE(first, 1);
+}
+
 TEST_F(Text, StringsReportEditsAndCommitOnEnter) {
     ASSERT_EQ(UiTest_SetValue(p, str, "GPIB0::5::INSTR"), 0);
     char text[64];

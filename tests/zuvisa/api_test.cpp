@@ -313,7 +313,7 @@ TEST_F(DemoBench, BuilderExpressionsEvaluate) {
         {"?*{VI_ATTR_MANF_ID == 3674 && VI_ATTR_MODEL_CODE != 257 && VI_ATTR_SLOT > 2}",
          {"GPIB-VXI0::32::INSTR", "PXI0::12::INSTR"}},
         {"?*(TCPIP|ASRL)?*{VI_ATTR_INTF_TYPE == 4 || VI_ATTR_TCPIP_PORT == 5025}",
-         {"ASRL1::INSTR", "TCPIP0::127.0.0.1::5025::SOCKET"}},
+         {"ASRL1::INSTR", "TCPIP0::sim.invalid::5025::SOCKET"}},
         // Interface resources have their controller's logical address.
         {"VXI?*{VI_ATTR_VXI_LA < 1 || VI_ATTR_VXI_LA > 255}",
          {"VXI0::0::INSTR", "VXI0::MEMACC", "VXI0::SERVANT", "VXI1::0::INSTR", "VXI1::260::INSTR", "VXI1::MEMACC"}},

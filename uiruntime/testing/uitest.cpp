@@ -3,6 +3,7 @@
 #include <QtCore/QCoreApplication>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QMouseEvent>
+#include <QtGui/QWheelEvent>
 #include <QtWidgets/QAbstractButton>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QComboBox>
@@ -504,6 +505,37 @@ int UiTest_Drag(int panel, int control, int x0, int y0, int x1, int y1) {
     for (int k = 1; k <= steps && guard; ++k)
         sendMouse(w, QEvent::MouseMove, local + (end - local) * k / steps, Qt::NoButton, Qt::LeftButton);
     if (guard) sendMouse(w, QEvent::MouseButtonRelease, end, Qt::LeftButton, Qt::NoButton);
+    settle();
+    return 0;
+}
+
+static int buttonAction(int panel, int control, int x, int y, QEvent::Type type) {
+    Control* c = nullptr;
+    if (int rc = reachable(panel, control, &c)) return rc;
+    QPoint local;
+    QWidget* w = targetAt(c, findPanel(panel), x, y, &local);
+    bool down = type == QEvent::MouseButtonPress;
+    sendMouse(w, type, local, Qt::LeftButton, down ? Qt::LeftButton : Qt::NoButton);
+    settle();
+    return 0;
+}
+
+int UiTest_MouseDown(int panel, int control, int x, int y) {
+    return buttonAction(panel, control, x, y, QEvent::MouseButtonPress);
+}
+
+int UiTest_MouseUp(int panel, int control, int x, int y) {
+    return buttonAction(panel, control, x, y, QEvent::MouseButtonRelease);
+}
+
+int UiTest_Wheel(int panel, int control, int x, int y, int notches) {
+    Control* c = nullptr;
+    if (int rc = reachable(panel, control, &c)) return rc;
+    QPoint local;
+    QWidget* w = targetAt(c, findPanel(panel), x, y, &local);
+    QWheelEvent ev(QPointF(local), QPointF(w->mapToGlobal(local)), QPoint(), QPoint(0, 120 * notches),
+                   Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(w, &ev);
     settle();
     return 0;
 }

@@ -57,6 +57,12 @@ int UiTest_DoubleClick(int panel, int control, int x, int y);
 int UiTest_RightClick(int panel, int control, int x, int y);
 // Presses the left button at (x0, y0), moves to (x1, y1) and releases there.
 int UiTest_Drag(int panel, int control, int x0, int y0, int x1, int y1);
+// The left button alone: pressed at a point and held, then released (at any point: the control
+// that took the press gets the release, as with a real mouse).
+int UiTest_MouseDown(int panel, int control, int x, int y);
+int UiTest_MouseUp(int panel, int control, int x, int y);
+// Turns the mouse wheel over a point by whole notches (positive: away from the user).
+int UiTest_Wheel(int panel, int control, int x, int y, int notches);
 // A key code as the runtime gives them (character codes, VAL_*_VKEY, modifiers).
 int UiTest_KeyPress(int panel, int control, int keyCode);
 // Moves the focus to a control.

@@ -96,9 +96,9 @@ TEST_F(Terminal, FindAndClose) {
              true},
             {"/find " + std::string(300, '?'),
              "error: find expressions have at most 255 characters\n", true},
-            {"/open TCPIP0::127.0.0.1::5025::SOCKET",
-             "Opened TCPIP0::127.0.0.1::5025::SOCKET (timeout 2000 ms).\n"},
-            {"/close", "Closed TCPIP0::127.0.0.1::5025::SOCKET.\n"},
+            {"/open TCPIP0::sim.invalid::5025::SOCKET",
+             "Opened TCPIP0::sim.invalid::5025::SOCKET (timeout 2000 ms).\n"},
+            {"/close", "Closed TCPIP0::sim.invalid::5025::SOCKET.\n"},
             {"/close", "error: no session: /open RESOURCE first (/find lists them)\n", true},
         });
 }

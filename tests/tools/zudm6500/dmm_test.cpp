@@ -69,7 +69,7 @@ TEST_F(DemoBench, ConnectionFailuresLeaveTheLinkClosed) {
 TEST_F(DemoBench, RepliesThatAreNoNumbersAreRefused) {
     std::string identity, reply;
     // The function generator answers what it does not know with "ERROR".
-    ASSERT_EQ(Dmm_Connect(&link, "TCPIP0::127.0.0.1::inst0::INSTR", &identity), VI_SUCCESS);
+    ASSERT_EQ(Dmm_Connect(&link, "TCPIP0::sim.invalid::inst0::INSTR", &identity), VI_SUCCESS);
     double value = 0;
     EXPECT_EQ(Dmm_Measure(&link, &value, &reply), VI_ERROR_IO);
     EXPECT_EQ(reply, "ERROR");
