@@ -9,8 +9,10 @@
 
 #include "app/prefs.h"
 #include "app/talmik.h"
+#include "session/sessionrecord.h"
 #include "session/statusnames.h"
 #include "talmik_uir.h"
+#include "visaio_uir.h"
 #include "toolslib/toolbox/files.h"
 #include "uiruntime/uiruntime.h"
 #include "visalib/trace.h"
@@ -414,4 +416,15 @@ int IoTraceExport(int, int control, int event, void*, int, int) {
 int IoTraceClose(int, int, int event, void*, int, int) {
     if (event == EVENT_COMMIT) closeWindow();
     return 0;
+}
+
+// The I/O Trace button of a session window (Ctrl+T anywhere in it): the session is read from
+// the window's record, so that the button needs no callback data of its own.
+int SessionTraceCallback(int panel, int, int event, void*, int, int) {
+    if (event != EVENT_COMMIT) return 0;
+    void* data = nullptr;
+    GetPanelAttribute(panel, ATTR_CALLBACK_DATA, &data);
+    const auto* record = static_cast<const SessionRecord*>(data);
+    if (record && record->session != VI_NULL) OpenIoTrace(record->session);
+    return 1;
 }

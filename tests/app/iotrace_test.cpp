@@ -12,6 +12,8 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,8 +21,10 @@
 #include "app/prefs.h"
 #include "app/talmik.h"
 #include "app/tracenames.h"
+#include "session/sessionrecord.h"
 #include "talmik_uir.h"
 #include "tests/support/csv.h"
+#include "tests/support/sessionbench.h"
 #include "tests/support/tempdir.h"
 #include "uiruntime/testing/uitest.h"
 #include "visalib/trace.h"
@@ -28,8 +32,6 @@
 #include "visalib/visalib.h"
 
 namespace {
-
-std::string binFile(const char* name) { return std::string(std::getenv("TALMIK_BIN_DIR")) + "/" + name; }
 
 class IoTrace : public ::testing::Test {
 protected:
@@ -404,6 +406,80 @@ TEST_F(IoTrace, TheMenuOpensItAndItsSizeIsKeptInTheSettings) {
     EXPECT_TRUE(checked);
     EXPECT_NE(readFile(dir.file("talmik.ini")).find("ioTraceSize = 2000"), std::string::npos)
         << readFile(dir.file("talmik.ini"));
+}
+
+// Session windows open the trace on their own calls, by their button or by Ctrl+T from any of
+// their operation panels.
+class SessionWindowTrace : public SessionBench {
+  protected:
+    void SetUp() override {
+        SessionBench::SetUp();
+        std::filesystem::copy_file(binFile("talmik.uir"), dir.file("talmik.uir"));
+        RegisterUirCallbacks_talmik();
+        installIoTraceNames();
+        VisaTrace_Clear();
+        start();
+    }
+    static ViSession sessionOf(int window) {
+        void* data = nullptr;
+        GetPanelAttribute(window, ATTR_CALLBACK_DATA, &data);
+        return static_cast<SessionRecord*>(data)->session;
+    }
+    // The session filter of the trace window.
+    static ViSession filterShown(int trace) {
+        unsigned int session = 0;
+        GetCtrlVal(trace, IOTRACE_SESSION, &session);
+        return session;
+    }
+    // The rows of the trace window as "operation session".
+    static std::set<std::string> rowsListed(int trace) {
+        std::set<std::string> out;
+        int n = 0;
+        GetNumTableRows(trace, IOTRACE_CALLS, &n);
+        for (int r = 0; r < n; ++r)
+            out.insert(UiTest_TableCellText(trace, IOTRACE_CALLS, r, kOperation) + " " +
+                       UiTest_TableCellText(trace, IOTRACE_CALLS, r, kSession));
+        return out;
+    }
+};
+
+TEST_F(SessionWindowTrace, EachWindowOpensTheTraceOnItsOwnSession) {
+    const int gpib = open("GPIB0::5::INSTR"), serial = open("ASRL1::INSTR");
+    ASSERT_GT(gpib, 0);
+    ASSERT_GT(serial, 0);
+    const int serialPanel = childPanel(serial, "viGetAttribute");  // the sheet shown first
+    ASSERT_GT(serialPanel, 0);
+    const struct {
+        const char* how;
+        int window;
+        std::function<int()> act;
+    } cases[] = {
+        {"button", gpib, [&] { return UiTest_Commit(gpib, SESSION_TRACE); }},
+        {"Ctrl+T in an operation panel", serial,
+         [&] { return UiTest_KeyPressInWindow(serialPanel, 0, VAL_MENUKEY_MODIFIER | 'T'); }},
+        {"Ctrl+T on the frame", gpib, [&] { return UiTest_KeyPressInWindow(gpib, 0, VAL_MENUKEY_MODIFIER | 'T'); }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.how);
+        ASSERT_EQ(c.act(), 0);
+        const int trace = UiTest_FindPanel("IOTRACE");
+        ASSERT_GT(trace, 0);
+        EXPECT_EQ(filterShown(trace), sessionOf(c.window));
+        // The call that opened the session, then only calls on the session itself.
+        const std::string rsrc = c.window == gpib ? "GPIB0::5::INSTR" : "ASRL1::INSTR";
+        std::set<std::string> rows = rowsListed(trace);
+        int opens = 0;
+        for (const std::string& row : rows) {
+            if (row.rfind("viOpen ", 0) == 0) {
+                ++opens;
+                EXPECT_NE(row.find("resource manager"), std::string::npos) << row;
+            } else {
+                EXPECT_NE(row.find(rsrc), std::string::npos) << row;
+            }
+        }
+        EXPECT_EQ(opens, 1);
+        EXPECT_GT(rows.size(), 1u);
+    }
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "uiruntime/testing/uitest.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QElapsedTimer>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QMouseEvent>
 #include <QtGui/QWheelEvent>
@@ -24,6 +25,11 @@
 #include "uiruntime/widgets.h"
 
 using namespace uir;
+
+// Qt's own entry for a key press that shortcuts may take (what its test library uses).
+Q_GUI_EXPORT bool qt_sendShortcutOverrideEvent(QObject* o, ulong timestamp, int k, Qt::KeyboardModifiers mods,
+                                               const QString& text = QString(), bool autorep = false,
+                                               ushort count = 1);
 
 namespace {
 
@@ -557,6 +563,36 @@ int UiTest_KeyPress(int panel, int control, int keyCode) {
     }
     settle();
     return 0;
+}
+
+int UiTest_KeyPressInWindow(int panel, int control, int keyCode) {
+    Control* c = nullptr;
+    if (int rc = reachable(panel, control, &c)) return rc;
+    QString text;
+    Qt::KeyboardModifiers mods;
+    int key = keyOf(keyCode, &text, &mods);
+    if (key == 0) return UIEInvalidAttributeValue;
+    QWidget* w = c ? keyTarget(c) : static_cast<QWidget*>(findPanel(panel)->window);
+    // Shortcuts answer only in the active window.
+    QWidget* top = w->window();
+    top->activateWindow();
+    QCoreApplication::sendPostedEvents();
+    // Without a window manager (offscreen) activation is only asked for; grant it.
+    if (QApplication::activeWindow() != top) QApplication::setActiveWindow(top);
+    if (QApplication::activeWindow() != top) return UIEDisplayUnavailable;
+    if (qt_sendShortcutOverrideEvent(w, 0, key, mods, text)) {
+        // A button's shortcut shows the button pressed for a moment before it clicks.
+        QElapsedTimer waited;
+        waited.start();
+        auto pressed = [&] {
+            const auto buttons = top->findChildren<QAbstractButton*>();
+            return std::any_of(buttons.begin(), buttons.end(), [](QAbstractButton* b) { return b->isDown(); });
+        };
+        while (pressed() && waited.elapsed() < 1000) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        settle();
+        return 0;
+    }
+    return UiTest_KeyPress(panel, control, keyCode);
 }
 
 int UiTest_Focus(int panel, int control) {

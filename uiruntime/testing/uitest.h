@@ -65,6 +65,9 @@ int UiTest_MouseUp(int panel, int control, int x, int y);
 int UiTest_Wheel(int panel, int control, int x, int y, int notches);
 // A key code as the runtime gives them (character codes, VAL_*_VKEY, modifiers).
 int UiTest_KeyPress(int panel, int control, int keyCode);
+// The same key pressed with the control's window active, so that a shortcut of that window
+// (a button's, a menu item's) takes it first, as it would for the user.
+int UiTest_KeyPressInWindow(int panel, int control, int keyCode);
 // Moves the focus to a control.
 int UiTest_Focus(int panel, int control);
 // The close box of a panel's title bar.
