@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <thread>
@@ -480,6 +481,27 @@ TEST_F(SessionWindowTrace, EachWindowOpensTheTraceOnItsOwnSession) {
         EXPECT_EQ(opens, 1);
         EXPECT_GT(rows.size(), 1u);
     }
+}
+
+// What the user does in a session window's panels is what the trace shows for it.
+TEST_F(SessionWindowTrace, ThePanelsCallsWithTheirBytes) {
+    const int window = open("GPIB0::5::INSTR");
+    ASSERT_GT(window, 0);
+    const int write = childPanel(window, "viWrite"), read = childPanel(window, "viRead");
+    ASSERT_EQ(UiTest_SetValue(write, WRITE_TEXT, "*IDN?\\n"), 0);
+    ASSERT_EQ(UiTest_Commit(write, WRITE_EXECUTE), 0);
+    ASSERT_EQ(UiTest_SetValue(read, READ_COUNT, 100u), 0);
+    ASSERT_EQ(UiTest_Commit(read, READ_EXECUTE), 0);
+    ASSERT_EQ(UiTest_Commit(window, SESSION_TRACE), 0);
+    const int trace = UiTest_FindPanel("IOTRACE");
+    ASSERT_GT(trace, 0);
+    std::map<std::string, std::string> data;  // operation -> its Data cell
+    int n = 0;
+    GetNumTableRows(trace, IOTRACE_CALLS, &n);
+    for (int r = 0; r < n; ++r)
+        data[UiTest_TableCellText(trace, IOTRACE_CALLS, r, kOperation)] = UiTest_TableCellText(trace, IOTRACE_CALLS, r, kData);
+    EXPECT_EQ(data["viWrite"], "*IDN?\\n");
+    EXPECT_EQ(data["viRead"], "ZU,TALKER,1,1.0\\n");
 }
 
 }  // namespace
