@@ -446,7 +446,7 @@ std::string VisaTrace_Details(const VisaTraceRecord& r) {
         if (r.dataLength > r.data.size()) out += ", the first " + std::to_string(r.data.size()) + " kept";
         out += "\n" + VisaTrace_DataText(r);
         if (!out.empty() && out.back() != '\n') out += '\n';
-        out += "Hexadecimal:\n";
+        if (!r.data.empty()) out += "Hexadecimal:\n";  // nothing to dump after a read of nothing
         static const char digits[] = "0123456789abcdef";
         for (size_t at = 0; at < r.data.size(); at += 16) {
             char offset[32];

@@ -502,6 +502,10 @@ TEST_F(SessionWindowTrace, ThePanelsCallsWithTheirBytes) {
         data[UiTest_TableCellText(trace, IOTRACE_CALLS, r, kOperation)] = UiTest_TableCellText(trace, IOTRACE_CALLS, r, kData);
     EXPECT_EQ(data["viWrite"], "*IDN?\\n");
     EXPECT_EQ(data["viRead"], "ZU,TALKER,1,1.0\\n");
+    if (const char* shots = std::getenv("TALMIK_SHOTS")) {
+        EXPECT_EQ(UiTest_Grab(window, (std::string(shots) + "/session-window.png").c_str()), 0);
+        EXPECT_EQ(UiTest_Grab(trace, (std::string(shots) + "/trace-of-session.png").c_str()), 0);
+    }
 }
 
 }  // namespace

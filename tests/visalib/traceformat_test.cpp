@@ -196,6 +196,12 @@ TEST_F(TraceFormat, DetailsShowEveryArgumentAndAHexDump) {
                              "Data:      19 bytes", "0000  30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66  0123456789abcdef",
                              "0010  58 59 5a"})
         EXPECT_NE(d.find(part), std::string::npos) << part << "\n" << d;
+    // A read of nothing says so, with no empty dump under it.
+    unsigned char buf[8];
+    ViUInt32 n = 0;
+    d = VisaTrace_Details(recordOf([&] { viRead(kVi, buf, 0, &n); }));
+    EXPECT_NE(d.find("Data:      0 bytes"), std::string::npos) << d;
+    EXPECT_EQ(d.find("Hexadecimal"), std::string::npos) << d;
 }
 
 }  // namespace
