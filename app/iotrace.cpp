@@ -12,9 +12,9 @@
 #include "session/sessionrecord.h"
 #include "session/statusnames.h"
 #include "talmik_uir.h"
-#include "visaio_uir.h"
 #include "toolslib/toolbox/files.h"
 #include "uiruntime/uiruntime.h"
+#include "visaio_uir.h"
 #include "visalib/trace.h"
 #include "visalib/traceformat.h"
 
