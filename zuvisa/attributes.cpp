@@ -95,9 +95,9 @@ const AttrDef kAttrs[] = {
     {VI_ATTR_SEND_END_EN, "VI_ATTR_SEND_END_EN", T::Bool, true, false, kMessageKinds, VI_TRUE, boolean},
     {VI_ATTR_TERMCHAR, "VI_ATTR_TERMCHAR", T::U8, true, true, kMessageKinds, '\n', nullptr},
     {VI_ATTR_TERMCHAR_EN, "VI_ATTR_TERMCHAR_EN", T::Bool, true, false, kMessageKinds, VI_FALSE, boolean},
-    // A socket speaks 488.2 strings for viReadSTB and viAssertTrigger: the link must know.
-    {VI_ATTR_IO_PROT, "VI_ATTR_IO_PROT", T::U16, true, true, kKindTcpipSocket, VI_PROT_NORMAL, ioProt},
-    {VI_ATTR_IO_PROT, "VI_ATTR_IO_PROT", T::U16, true, false, kMessageKinds & ~kKindTcpipSocket, VI_PROT_NORMAL, ioProt},
+    // Sockets and serial ports speak 488.2 strings for viReadSTB and viAssertTrigger: the link
+    // must know.
+    {VI_ATTR_IO_PROT, "VI_ATTR_IO_PROT", T::U16, true, true, kMessageKinds, VI_PROT_NORMAL, ioProt},
     {VI_ATTR_SUPPRESS_END_EN, "VI_ATTR_SUPPRESS_END_EN", T::Bool, true, false, kMessageKinds, VI_FALSE, boolean},
     {VI_ATTR_FILE_APPEND_EN, "VI_ATTR_FILE_APPEND_EN", T::Bool, true, false, kMessageKinds, VI_FALSE, boolean},
     {VI_ATTR_RD_BUF_OPER_MODE, "VI_ATTR_RD_BUF_OPER_MODE", T::U16, true, false, kMessageKinds, VI_FLUSH_DISABLE, rdBufMode},

@@ -155,13 +155,18 @@ ViStatus readConfigFile(const std::string& path, Config* out, std::string* probl
             c.moduleDirectory = resolve(base, itemString(p, kSectionBridgelets, name));
             continue;
         }
+        std::string value = itemString(p, kSectionBridgelets, name);
+        if (value == "Auto" || value == "auto" || value == "AUTO") {
+            c.bridgelets.push_back({item, true, true});
+            continue;
+        }
         int on = 0;
         int got = Ini_GetBoolean(p, kSectionBridgelets, name, &on);
         if (got < 0) {
-            if (problem) *problem = "bridgelet " + item + " is neither True nor False";
+            if (problem) *problem = "bridgelet " + item + " is neither True, False nor Auto";
             on = 0;
         }
-        c.bridgelets.push_back({item, got > 0 && on != 0});
+        c.bridgelets.push_back({item, got > 0 && on != 0, false});
     }
 
     n = Ini_NumberOfItems(p, kSectionAliases);
@@ -210,9 +215,15 @@ ViStatus readConfigFile(const std::string& path, Config* out, std::string* probl
 
 Config defaultConfig(const std::string& moduleDir) {
     Config c;
-    c.bridgelets.push_back({"sim", true});
+    // Hardware a fresh machine may have: looking costs little and needs no library. It comes
+    // before the simulation, so that the demo bench's ASRL1 or GPIB0 never hides a real one.
+    c.bridgelets.push_back({"asrl", true, false});
+    c.bridgelets.push_back({"usbtmc", true, false});
+    // linux-gpib is rarely installed; without it there is nothing to say.
+    c.bridgelets.push_back({"gpib", true, true});
+    c.bridgelets.push_back({"sim", true, false});
     // Any TCPIP name opens on a fresh machine; simulated names are the sim bridgelet's first.
-    c.bridgelets.push_back({"tcpip", true});
+    c.bridgelets.push_back({"tcpip", true, false});
     c.moduleDirectory = moduleDir;
     std::string bench = moduleDir + "/" + kDefaultBenchFile;
     if (fileExists(bench)) c.simulationFiles.push_back(bench);

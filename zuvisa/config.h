@@ -1,11 +1,15 @@
 // The ZU-VISA configuration: one ini file naming the enabled bridgelets, aliases and simulation
 // files. Looked up through ZUVISA_CONFIG, then the user's configuration directory
 // ($XDG_CONFIG_HOME or ~/.config, "zuvisa/zuvisa.ini"), then /etc/zuvisa/zuvisa.ini; without a
-// file the built-in defaults apply (the sim bridgelet with the bundled bench).
+// file the built-in defaults apply: the serial ports (asrl), USB instruments (usbtmc), gpib when
+// linux-gpib is installed, the sim bridgelet with the bundled bench, and tcpip. Hardware comes
+// first: where names clash the first bridgelet wins, and the demo bench must hide no real port.
 //
 //   [Bridgelets]
-//   sim = True                ; one boolean item per bridgelet, in load order
+//   sim = True                ; one item per bridgelet, in load order: True, False or Auto
 //   tcpip = False
+//   gpib = Auto               ; Auto: loaded when what it needs is installed, silently left
+//                             ; out when not (True: a missing library is reported)
 //   ModuleDirectory = "/opt/zuvisa/lib"   ; optional; default: next to libzuvisa.so
 //
 //   [Aliases]
@@ -42,6 +46,7 @@ inline constexpr char kDefaultBenchFile[] = "zuvisa-sim-default.yaml";
 struct BridgeletEntry {
     std::string name;
     bool enabled = false;
+    bool optional = false;  // Auto: not loading is no problem
 };
 
 struct Config {

@@ -354,6 +354,10 @@ std::shared_ptr<Backend> loadBackend() {
                 if (rs != VI_SUCCESS) why = "bridgelet " + e.name + " registered with status " + std::to_string(rs);
             }
         }
+        if (!why.empty() && e.optional) {
+            logLine(ZUVISA_LOG_INFO, "left out: " + why);
+            continue;
+        }
         if (!why.empty()) {
             backend->loadStatus = VI_WARN_CONFIG_NLOADED;
             backend->problems.push_back(why);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <fstream>
 
 #include "testbench.h"
@@ -57,11 +58,16 @@ TEST(Config, MissingFilesGiveTheDefaults) {
     std::string why;
     EXPECT_EQ(loadConfig("/mods", &c, &why), VI_WARN_CONFIG_NLOADED);
     EXPECT_NE(why.find("/nonexistent/zuvisa.ini"), std::string::npos);
-    // sim first, so that a simulated name is never taken for a host; any TCPIP name opens.
-    ASSERT_EQ(c.bridgelets.size(), 2u);
-    EXPECT_EQ(c.bridgelets[0].name, "sim");
-    EXPECT_EQ(c.bridgelets[1].name, "tcpip");
-    EXPECT_TRUE(c.bridgelets[1].enabled);
+    // Real ports, USB instruments and GPIB boards before the simulation, which the demo bench
+    // must not hide; sim before tcpip, so that a simulated name is never taken for a host;
+    // gpib only where linux-gpib is.
+    std::vector<std::string> names;
+    for (const BridgeletEntry& b : c.bridgelets) {
+        EXPECT_TRUE(b.enabled) << b.name;
+        EXPECT_EQ(b.optional, b.name == "gpib") << b.name;
+        names.push_back(b.name);
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"asrl", "usbtmc", "gpib", "sim", "tcpip"}));
     EXPECT_EQ(c.moduleDirectory, "/mods");
     unsetenv("ZUVISA_CONFIG");
     setenv("HOME", "/nonexistent-home", 1);
@@ -71,6 +77,20 @@ TEST(Config, MissingFilesGiveTheDefaults) {
         EXPECT_EQ(loadConfig("/mods", &c, &why), VI_SUCCESS);
         EXPECT_EQ(c.path, "");
     }
+}
+
+TEST(Config, AutoLoadsABridgeletWithoutComplaint) {
+    TempConfig tc("[Bridgelets]\nsim = True\ngpib = Auto\nasrl = auto\nusbtmc = \"Auto\"\n");
+    Config c;
+    std::string why;
+    ASSERT_EQ(readConfigFile(tc.path(), &c, &why), VI_SUCCESS);
+    ASSERT_EQ(c.bridgelets.size(), 4u);
+    EXPECT_FALSE(c.bridgelets[0].optional);
+    for (size_t i = 1; i < 4; ++i) {
+        EXPECT_TRUE(c.bridgelets[i].enabled) << c.bridgelets[i].name;
+        EXPECT_TRUE(c.bridgelets[i].optional) << c.bridgelets[i].name;
+    }
+    EXPECT_TRUE(why.empty()) << why;
 }
 
 TEST(Config, ABadBooleanDisablesTheBridgelet) {

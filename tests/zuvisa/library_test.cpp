@@ -61,6 +61,18 @@ TEST(Loading, AMissingBridgeletWarnsAndTheOthersStillWork) {
     EXPECT_TRUE(named);
 }
 
+TEST(Loading, AnOptionalBridgeletThatCannotLoadIsNoProblem) {
+    TempConfig tc("");
+    std::ofstream(tc.path()) << "[Bridgelets]\nsim = True\nnosuch = Auto\n\n[Simulation]\nFile1 = \""
+                             << testing::testData("data/bench.yaml") << "\"\n";
+    ViSession rm = 0;
+    EXPECT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS);
+    ViUInt32 count = 0;
+    EXPECT_EQ(viFindRsrc(rm, "?*", nullptr, &count, nullptr), VI_SUCCESS);
+    EXPECT_EQ(count, 6u);
+    viClose(rm);
+}
+
 TEST(Loading, AnUnreadableSimulationFileWarns) {
     TempConfig tc("");
     std::ofstream(tc.dir() + "/broken.yaml") << "devices: [unclosed\n";

@@ -19,6 +19,26 @@ inline std::string testData(const std::string& file) {
     return std::string(dir ? dir : ".") + "/" + file;
 }
 
+// What tests do with any session: send a text, read an answer, read an attribute.
+inline ViStatus writeText(ViSession vi, const std::string& text) {
+    ViUInt32 n = 0;
+    return viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()), static_cast<ViUInt32>(text.size()), &n);
+}
+inline std::string readText(ViSession vi, ViStatus* status, ViUInt32 count = 512) {
+    std::string buf(count ? count : 1, '\0');
+    ViUInt32 n = 0;
+    ViStatus st = viRead(vi, reinterpret_cast<ViPBuf>(buf.data()), count, &n);
+    if (status) *status = st;
+    buf.resize(n);
+    return buf;
+}
+template <typename T>
+T attribute(ViObject vi, ViAttr a) {
+    T v{};
+    EXPECT_EQ(viGetAttribute(vi, a, &v), VI_SUCCESS) << std::hex << a;
+    return v;
+}
+
 // Writes a configuration file into a fresh directory and points ZUVISA_CONFIG at it.
 class TempConfig {
 public:

@@ -7,8 +7,12 @@
 #include <memory>
 
 #include "toolslib/toolbox/ini.h"
+#include "zuvisa/bridgelets/asrl/diagnose.h"
+#include "zuvisa/bridgelets/gpib/diagnose.h"
 #include "zuvisa/bridgelets/tcpip/discovery.h"
 #include "zuvisa/bridgelets/tcpip/tcpip.h"
+#include "zuvisa/bridgelets/usbtmc/diagnose.h"
+#include "zuvisa/bridgelets/usbtmc/usbtmc.h"
 #include "zuvisa/config.h"
 #include "zuvisa/core.h"
 #include "zuvisa/visa.h"
@@ -29,6 +33,9 @@ const char kUsage[] =
     "  unalias NAME             remove an alias\n"
     "  add-lan RESOURCE         name a LAN instrument (TCPIP0::host::inst0::INSTR, ...)\n"
     "  remove-lan RESOURCE      forget a LAN instrument\n"
+    "  add-serial DEVICE [NUMBER] [ALIAS]  give a serial port a fixed ASRL number (by its\n"
+    "                           /dev/serial/by-id name where it has one) and an alias\n"
+    "  remove-serial NUMBER|DEVICE  let a serial port be numbered as it is found\n"
     "  list [--why] [EXPRESSION]  resources the library finds (default ?*); --why tells\n"
     "                           what each way of finding them did\n"
     "  save-attrs RESOURCE ATTR=VALUE...\n"
@@ -102,7 +109,9 @@ int show(const std::string& given, std::string* out, std::string* err) {
     }
     if (!problem.empty()) *err += problem + "\n";
     *out += "bridgelets:\n";
-    for (const auto& b : c.bridgelets) *out += "  " + b.name + (b.enabled ? " (on)\n" : " (off)\n");
+    for (const auto& b : c.bridgelets) {
+        *out += "  " + b.name + (!b.enabled ? " (off)\n" : b.optional ? " (auto: where its library is)\n" : " (on)\n");
+    }
     if (!c.moduleDirectory.empty()) *out += "module directory: " + c.moduleDirectory + "\n";
     *out += "simulation files:\n";
     for (const auto& f : c.simulationFiles) *out += "  " + f + "\n";
@@ -120,7 +129,62 @@ int show(const std::string& given, std::string* out, std::string* err) {
     return 0;
 }
 
-// What each way of finding resources did, for a list that came out empty or short.
+// What each way of finding resources did, for a list that came out empty or short: one
+// function per bridgelet, each adding its lines.
+using Settings = std::vector<std::pair<std::string, std::string>>;
+
+Settings sectionOf(const zuvisa::Config& c, const char* name) {
+    const auto* section = c.section(name);
+    return section ? *section : Settings{};
+}
+
+void addLines(const std::vector<std::string>& lines, std::string* out) {
+    for (const std::string& l : lines) *out += "    " + l + "\n";
+}
+
+void explainSim(const zuvisa::Config& c, std::string* out) {
+    *out += "    simulation files: " + std::to_string(c.simulationFiles.size()) + "\n";
+}
+
+void explainTcpip(const zuvisa::Config& c, std::string* out) {
+    zuvisa::tcpip::Config t = zuvisa::tcpip::readSettings(sectionOf(c, "tcpip"));
+    for (const std::string& p : t.problems) *out += "    problem: " + p + "\n";
+    zuvisa::tcpip::DiscoverySettings d = t.discovery;
+    if (d.windowMs < 1000) d.windowMs = 1000;  // a patient look, unlike a search's
+    for (const auto& r : zuvisa::tcpip::discoverOnce(d).reports) {
+        *out += "    " + r.method + ": " + r.outcome + "\n";
+    }
+}
+
+void explainAsrl(const zuvisa::Config& c, std::string* out) {
+    std::vector<std::string> problems;
+    zuvisa::asrl::PortConfig ports = zuvisa::asrl::readPortConfig(sectionOf(c, "asrl"), &problems);
+    for (const std::string& p : problems) *out += "    problem: " + p + "\n";
+    addLines(zuvisa::asrl::explainPorts(ports), out);
+}
+
+void explainUsbtmc(const zuvisa::Config& c, std::string* out) {
+    std::vector<std::string> problems;
+    zuvisa::usbtmc::UsbtmcConfig u = zuvisa::usbtmc::readUsbtmcConfig(sectionOf(c, "usbtmc"), &problems);
+    for (const std::string& p : problems) *out += "    problem: " + p + "\n";
+    addLines(zuvisa::usbtmc::explainDevices(u.roots), out);
+}
+
+void explainGpib(const zuvisa::Config& c, std::string* out) {
+    std::vector<std::string> problems;
+    zuvisa::gpib::GpibConfig g = zuvisa::gpib::readGpibConfig(sectionOf(c, "gpib"), &problems);
+    for (const std::string& p : problems) *out += "    problem: " + p + "\n";
+    addLines(zuvisa::gpib::explainBoards(g), out);
+}
+
+struct Method {
+    const char* bridgelet;
+    void (*explain)(const zuvisa::Config&, std::string*);
+};
+const Method kMethods[] = {
+    {"sim", explainSim}, {"tcpip", explainTcpip}, {"asrl", explainAsrl}, {"usbtmc", explainUsbtmc}, {"gpib", explainGpib},
+};
+
 void explain(std::string* out) {
     zuvisa::Config c;
     std::string problem;
@@ -128,26 +192,125 @@ void explain(std::string* out) {
     *out += "how resources were looked for:\n";
     *out += "  configuration: " + (c.path.empty() ? std::string("built-in defaults") : c.path) + "\n";
     if (!problem.empty()) *out += "    problem: " + problem + "\n";
-    bool tcpip = false;
-    for (const auto& b : c.bridgelets) {
-        *out += "  bridgelet " + b.name + (b.enabled ? ": on\n" : ": off\n");
-        if (b.name == "sim" && b.enabled) {
-            *out += "    simulation files: " + std::to_string(c.simulationFiles.size()) + "\n";
+    for (const Method& m : kMethods) {
+        const zuvisa::BridgeletEntry* entry = nullptr;
+        for (const auto& b : c.bridgelets) {
+            if (b.name == m.bridgelet) entry = &b;
         }
-        tcpip |= b.name == "tcpip" && b.enabled;
+        if (!entry || !entry->enabled) {
+            *out += std::string("  bridgelet ") + m.bridgelet + ": off (portconf enable " + m.bridgelet + ")\n";
+            continue;
+        }
+        *out += std::string("  bridgelet ") + m.bridgelet + (entry->optional ? ": auto\n" : ": on\n");
+        m.explain(c, out);
     }
-    if (!tcpip) {
-        *out += "  LAN instruments: not looked for (the tcpip bridgelet is off; portconf enable tcpip)\n";
-        return;
+}
+
+void seedDefaults(IniText p) {
+    for (const zuvisa::BridgeletEntry& b : zuvisa::defaultConfig(std::string()).bridgelets) {
+        if (b.optional) Ini_PutString(p, zuvisa::kSectionBridgelets, b.name.c_str(), "Auto");
+        else Ini_PutBoolean(p, zuvisa::kSectionBridgelets, b.name.c_str(), b.enabled);
     }
-    const auto* section = c.section("tcpip");
-    zuvisa::tcpip::Config t = zuvisa::tcpip::readSettings(section ? *section : std::vector<std::pair<std::string, std::string>>{});
-    for (const std::string& p : t.problems) *out += "    problem: " + p + "\n";
-    zuvisa::tcpip::DiscoverySettings d = t.discovery;
-    if (d.windowMs < 1000) d.windowMs = 1000;  // a patient look, unlike a search's
-    for (const auto& r : zuvisa::tcpip::discoverOnce(d).reports) {
-        *out += "    " + r.method + ": " + r.outcome + "\n";
+}
+
+Settings sectionItems(IniText p, const char* section) {
+    Settings items;
+    int n = Ini_NumberOfItems(p, section);
+    for (int i = 1; i <= n; ++i) {
+        char* item = nullptr;
+        char* value = nullptr;
+        if (Ini_NthItemName(p, section, i, &item) > 0 && item) {
+            Ini_GetPointerToString(p, section, item, &value);
+            items.emplace_back(item, value ? value : "");
+        }
     }
+    return items;
+}
+
+bool parsePortNumber(std::string text, int* number) {
+    if (text.size() > 4 && (text.rfind("ASRL", 0) == 0 || text.rfind("asrl", 0) == 0)) text = text.substr(4);
+    unsigned long n = 0;
+    if (!zuvisa::sysfs::parseDecimal(text, 65535, &n) || n == 0) return false;
+    *number = static_cast<int>(n);
+    return true;
+}
+
+// add-serial DEVICE [NUMBER] [ALIAS]: the port keeps the number it is listed under now unless
+// one is given, and is written down by the name that survives a reboot.
+int addSerial(IniText p, const std::vector<std::string>& args, std::string* out, std::string* err) {
+    const char* section = "asrl";
+    zuvisa::asrl::PortConfig config = zuvisa::asrl::readPortConfig(sectionItems(p, section), nullptr);
+    std::string resolved = zuvisa::sysfs::resolvePath(args[1]);
+    if (resolved.empty()) {
+        *err += args[1] + " is not there\n";
+        return 1;
+    }
+    int number = 0;
+    std::string alias;
+    for (size_t i = 2; i < args.size(); ++i) {
+        if (!number && parsePortNumber(args[i], &number)) continue;
+        if (i == args.size() - 1 && alias.empty()) alias = args[i];
+        else {
+            *err += args[i] + " is not a port number\n";
+            return 1;
+        }
+    }
+    std::vector<zuvisa::asrl::PortEntry> ports = zuvisa::asrl::listPorts(config, nullptr);
+    std::string previous;  // the item that named this port before
+    for (const auto& port : ports) {
+        if (port.resolved != resolved) continue;
+        if (!number) number = port.number;
+        if (port.configured) previous = "ASRL" + std::to_string(port.number);
+    }
+    for (const auto& [n, path] : config.named) {
+        if (n == number && zuvisa::sysfs::resolvePath(path) != resolved && "ASRL" + std::to_string(n) != previous) {
+            *err += "ASRL" + std::to_string(n) + " is already " + path + "\n";
+            return 1;
+        }
+    }
+    if (!number) {
+        number = 1;
+        auto taken = [&](int n) {
+            for (const auto& port : ports) {
+                if (port.number == n) return true;
+            }
+            return false;
+        };
+        while (taken(number)) ++number;
+    }
+    if (!previous.empty()) Ini_RemoveItem(p, section, previous.c_str());
+    std::string item = "ASRL" + std::to_string(number);
+    std::string name = zuvisa::asrl::stableName(config.roots, args[1]);
+    Ini_PutString(p, section, item.c_str(), name.c_str());
+    if (!Ini_ItemExists(p, zuvisa::kSectionBridgelets, "asrl")) Ini_PutBoolean(p, zuvisa::kSectionBridgelets, "asrl", 1);
+    *out += item + " = " + name + (name != resolved ? " (now " + resolved + ")" : std::string()) + "\n";
+    if (!alias.empty()) {
+        std::string rsrc = item + "::INSTR";
+        Ini_PutString(p, zuvisa::kSectionAliases, alias.c_str(), rsrc.c_str());
+        *out += alias + " = " + rsrc + "\n";
+    }
+    return 0;
+}
+
+int removeSerial(IniText p, const std::string& which, std::string* err) {
+    const char* section = "asrl";
+    int number = 0;
+    bool byNumber = parsePortNumber(which, &number);
+    std::string resolved = zuvisa::sysfs::resolvePath(which);
+    std::vector<std::string> items;
+    for (const auto& [item, value] : sectionItems(p, section)) {
+        int n = 0;
+        if (!parsePortNumber(item, &n)) continue;
+        if ((byNumber && n == number) || (!byNumber && (value == which || (!resolved.empty() && zuvisa::sysfs::resolvePath(value) == resolved)))) {
+            items.push_back(item);
+        }
+    }
+    if (items.empty()) {
+        *err += which + " is not named\n";
+        return 1;
+    }
+    for (const std::string& item : items) Ini_RemoveItem(p, section, item.c_str());
+    return 0;
 }
 
 std::string foundInterfaceName(ViSession rm, const std::string& name) {
@@ -287,6 +450,10 @@ int run(const std::vector<std::string>& argsIn, std::string* out, std::string* e
     Ini ini;
     if (loadIni(path, &ini, err)) return 1;
     IniText p = ini.get();
+    struct stat existing;
+    // A new file starts from the built-in defaults, so that enabling one bridgelet does not
+    // switch off the others.
+    if (stat(path.c_str(), &existing) != 0) seedDefaults(p);
     if ((cmd == "enable" || cmd == "disable") && args.size() == 2) {
         Ini_PutBoolean(p, zuvisa::kSectionBridgelets, args[1].c_str(), cmd == "enable");
     } else if (cmd == "add-sim" && args.size() == 2) {
@@ -368,6 +535,10 @@ int run(const std::vector<std::string>& argsIn, std::string* out, std::string* e
             // Naming a LAN instrument means using the bridgelet that reaches it.
             Ini_PutBoolean(p, zuvisa::kSectionBridgelets, "tcpip", 1);
         }
+    } else if (cmd == "add-serial" && args.size() >= 2 && args.size() <= 4) {
+        if (int rc = addSerial(p, args, out, err); rc != 0) return rc;
+    } else if (cmd == "remove-serial" && args.size() == 2) {
+        if (int rc = removeSerial(p, args[1], err); rc != 0) return rc;
     } else if ((cmd == "save-attrs" && args.size() >= 3) || (cmd == "clear-attrs" && args.size() >= 2)) {
         zuvisa::ResourceName name;
         if (zuvisa::parseResourceName(args[1], &name) != VI_SUCCESS || !zuvisa::kindOf(name.intfType, name.rsrcClass)) {

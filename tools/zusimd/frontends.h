@@ -1,5 +1,5 @@
 // The front ends zusimd offers on loopback (or another address it is told): raw sockets,
-// VXI-11 with its own portmapper, and HiSLIP.
+// VXI-11 with its own portmapper, and HiSLIP; and serial instruments on pseudo-terminals.
 #pragma once
 
 #include <memory>
@@ -18,11 +18,13 @@ struct Options {
     uint16_t vxi11Port = 0;
     uint16_t hislipPort = 0;
     uint32_t vxi11MaxRecv = 1u << 20;  // the largest write a VXI-11 client may send at once
+    std::string ptyDirectory;          // links to the serial instruments' terminals go here
 };
 
 std::unique_ptr<Frontend> makeSocketFrontend(Bench& bench, const Options& o);
 std::unique_ptr<Frontend> makeVxi11Frontend(Bench& bench, const Options& o);
 std::unique_ptr<Frontend> makeHislipFrontend(Bench& bench, const Options& o);
+std::unique_ptr<Frontend> makeSerialFrontend(Bench& bench, const Options& o);
 
 // The host part of a resource name for an address ("127.0.0.1", "[::1]").
 std::string hostForName(const std::string& address);

@@ -1,5 +1,6 @@
 // zusimd: serves the instruments of simulation device files to other processes, over raw
-// sockets, VXI-11 and HiSLIP on loopback, until SIGINT or SIGTERM.
+// sockets, VXI-11 and HiSLIP on loopback and serial instruments on pseudo-terminals, until
+// SIGINT or SIGTERM.
 #include <pthread.h>
 #include <signal.h>
 
@@ -25,7 +26,8 @@ const char kUsage[] =
     "  --hislip-port N        the HiSLIP port (default: a free one; 4880 is the standard)\n"
     "  --socket-ports-from-file  SOCKET instruments listen on the ports their names give\n"
     "                         (default: each on a free one)\n"
-    "  --no-socket, --no-vxi11, --no-hislip   leave a front end out\n"
+    "  --pty-dir DIR          also link each serial instrument's terminal as DIR/asrlN\n"
+    "  --no-socket, --no-vxi11, --no-hislip, --no-serial   leave a front end out\n"
     "Prints one line per served resource name on standard output, then \"ready\"; logs one\n"
     "line per connection on standard error.\n";
 
@@ -41,7 +43,7 @@ bool port(const char* text, uint16_t* out) {
 
 int main(int argc, char** argv) {
     zusimd::Options o;
-    bool socket = true, vxi11 = true, hislip = true;
+    bool socket = true, vxi11 = true, hislip = true, serial = true;
     std::vector<std::string> files;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
@@ -67,6 +69,10 @@ int main(int argc, char** argv) {
             vxi11 = false;
         } else if (a == "--no-hislip") {
             hislip = false;
+        } else if (a == "--no-serial") {
+            serial = false;
+        } else if (a == "--pty-dir" && more) {
+            o.ptyDirectory = argv[++i];
         } else if (!a.empty() && a[0] == '-') {
             fprintf(stderr, "zusimd: unknown option %s\n%s", a.c_str(), kUsage);
             return 2;
@@ -101,6 +107,7 @@ int main(int argc, char** argv) {
     if (socket) frontends.push_back(zusimd::makeSocketFrontend(bench, o));
     if (vxi11) frontends.push_back(zusimd::makeVxi11Frontend(bench, o));
     if (hislip) frontends.push_back(zusimd::makeHislipFrontend(bench, o));
+    if (serial) frontends.push_back(zusimd::makeSerialFrontend(bench, o));
     for (auto& f : frontends) {
         std::vector<std::string> lines;
         std::string why;

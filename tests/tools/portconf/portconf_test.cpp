@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "../../support/tempdir.h"
 #include "../../zuvisa/testbench.h"
 #include "zuvisa/config.h"
 
@@ -134,6 +136,97 @@ TEST(Portconf, NamesLanInstrumentsAndExplainsTheSearch) {
     EXPECT_NE(out.find("configuration: no instrument named"), std::string::npos) << out;
     EXPECT_NE(out.find("VXI-11 broadcast: switched off"), std::string::npos) << out;
     EXPECT_NE(out.find("mDNS: switched off"), std::string::npos) << out;
+}
+
+TEST(Portconf, ANewFileStartsFromTheBuiltInDefaults) {
+    TempDir dir;
+    std::string path = dir.file("zuvisa.ini");
+    setenv("ZUVISA_CONFIG", path.c_str(), 1);
+    std::string out, err;
+    ASSERT_EQ(run({"disable", "usbtmc"}, &out, &err), 0) << err;
+    unsetenv("ZUVISA_CONFIG");
+    zuvisa::Config c;
+    std::string why;
+    ASSERT_EQ(zuvisa::readConfigFile(path, &c, &why), VI_SUCCESS) << fileText(path);
+    std::string state;
+    for (const auto& b : c.bridgelets) state += b.name + (b.optional ? "=auto " : b.enabled ? "=on " : "=off ");
+    EXPECT_EQ(state, "asrl=on usbtmc=off gpib=auto sim=on tcpip=on ");
+    setenv("ZUVISA_CONFIG", path.c_str(), 1);
+    out.clear();
+    ASSERT_EQ(run({"show"}, &out, &err), 0) << err;
+    unsetenv("ZUVISA_CONFIG");
+    EXPECT_NE(out.find("  gpib (auto"), std::string::npos) << out;
+}
+
+// A machine with one FTDI adapter, known by its by-id name.
+class SerialMachine : public ::testing::Test {
+protected:
+    void SetUp() override {
+        namespace fs = std::filesystem;
+        fs::create_directories(dir.path() + "/dev/serial/by-id");
+        fs::create_directories(dir.path() + "/sys/class/tty");
+        writeFile(dir.file("dev/ttyUSB0"), "");
+        writeFile(dir.file("dev/ttyUSB1"), "");
+        fs::create_symlink("../../ttyUSB0", dir.file("dev/serial/by-id/usb-FTDI_A5-if00-port0"));
+        config = std::make_unique<TempConfig>("[Bridgelets]\nasrl = True\n\n[asrl]\nScan = False\nDevRoot = \"" +
+                                              dir.file("dev") + "\"\nSysRoot = \"" + dir.file("sys") + "\"\n");
+    }
+    std::string section() {
+        zuvisa::Config c;
+        std::string why;
+        zuvisa::readConfigFile(config->path(), &c, &why);
+        std::string items;
+        for (const auto& [k, v] : *c.section("asrl")) {
+            if (k.rfind("ASRL", 0) == 0) items += k + "=" + v + " ";
+        }
+        for (const auto& [a, r] : c.aliases) items += a + "=" + r + " ";
+        return items;
+    }
+    TempDir dir;
+    std::unique_ptr<TempConfig> config;
+};
+
+TEST_F(SerialMachine, AddSerialWritesThePortDownByItsLastingName) {
+    std::string out, err;
+    ASSERT_EQ(run({"add-serial", dir.file("dev/ttyUSB0"), "dmm"}, &out, &err), 0) << err;
+    std::string byId = dir.file("dev/serial/by-id/usb-FTDI_A5-if00-port0");
+    EXPECT_EQ(section(), "ASRL1=" + byId + " dmm=ASRL1::INSTR ");
+    EXPECT_NE(out.find("(now " + dir.file("dev/ttyUSB0") + ")"), std::string::npos) << out;
+    // Another number moves it; a port without a by-id name goes by its path.
+    ASSERT_EQ(run({"add-serial", byId, "ASRL5"}, &out, &err), 0) << err;
+    ASSERT_EQ(run({"add-serial", dir.file("dev/ttyUSB1")}, &out, &err), 0) << err;
+    EXPECT_EQ(section(), "ASRL5=" + byId + " ASRL1=" + dir.file("dev/ttyUSB1") + " dmm=ASRL1::INSTR ");
+    // A number another port has is refused; so is a port that is not there.
+    err.clear();
+    EXPECT_EQ(run({"add-serial", byId, "1"}, &out, &err), 1);
+    EXPECT_NE(err.find("ASRL1 is already"), std::string::npos) << err;
+    EXPECT_EQ(run({"add-serial", dir.file("dev/ttyUSB9")}, &out, &err), 1);
+    ASSERT_EQ(run({"remove-serial", "5"}, &out, &err), 0) << err;
+    ASSERT_EQ(run({"remove-serial", dir.file("dev/ttyUSB1")}, &out, &err), 0) << err;
+    EXPECT_EQ(run({"remove-serial", "ASRL7"}, &out, &err), 1);
+    EXPECT_EQ(section(), "dmm=ASRL1::INSTR ");
+}
+
+TEST_F(SerialMachine, ListWhySaysWhatEachHardwareBridgeletFound) {
+    std::string out, err;
+    ASSERT_EQ(run({"add-serial", dir.file("dev/ttyUSB0"), "3"}, &out, &err), 0) << err;
+    std::ofstream(config->path(), std::ios::app)
+        << "ASRL4 = \"" << dir.file("dev/serial/by-id/gone") << "\"\n\n[usbtmc]\nSysRoot = \"" << dir.file("sys")
+        << "\"\n\n[gpib]\nLibrary = \"/nonexistent/libgpib.so.0\"\n";
+    std::ofstream(config->path(), std::ios::app) << "\n";
+    // usbtmc and gpib are switched on in the file itself.
+    std::string text = fileText(config->path());
+    text.replace(text.find("asrl = True"), 11, "asrl = True\nusbtmc = True\ngpib = True");
+    std::ofstream(config->path()) << text;
+    out.clear();
+    ASSERT_EQ(run({"list", "--why"}, &out, &err), 0) << err;
+    for (const std::string& expected :
+         {std::string("bridgelet asrl: on"), "ASRL3: " + dir.file("dev/ttyUSB0"),
+          "ASRL4: " + dir.file("dev/serial/by-id/gone") + " is not there", std::string("bridgelet usbtmc: on"),
+          std::string("the usbtmc driver is not loaded"), std::string("bridgelet gpib: on"),
+          std::string("linux-gpib is not installed"), std::string("bridgelet sim: off")}) {
+        EXPECT_NE(out.find(expected), std::string::npos) << expected << "\n" << out;
+    }
 }
 
 TEST(Portconf, SavedAttributesAreWhatSessionsOpenWithLoadConfig) {
