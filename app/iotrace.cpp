@@ -303,7 +303,7 @@ void layout() {
 
 bool openWindow() {
     if (g.panel > 0) return true;
-    int panel = LoadPanel(0, "talmik.uir", IOTRACE);
+    int panel = LoadPanel(0, uirPath().c_str(), IOTRACE);
     if (panel <= 0) return false;
     g = Window{};
     g.panel = panel;

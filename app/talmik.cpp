@@ -9,11 +9,13 @@
 #include "app/prefs.h"
 #include "app/registry.h"
 #include "app/tracenames.h"
+#include "app/zutools.h"
 #include "controls/help.h"
 #include "controls/sheets.h"
 #include "resources/browser.h"
 #include "resources/rsrcrecord.h"
 #include "resources/search.h"
+#include "resources/sfp.h"
 #include "talmik_uir.h"
 #include "uiruntime/uiruntime.h"
 #include "visalib/visalib.h"
@@ -53,7 +55,6 @@ int splash = 0;
 const int kTabLabelHeight = 24;
 const int kTabPadding = 8;
 
-std::string uirPath() { return std::string(programDirectory()) + "/" + kUirFile; }
 
 void fatalMessage(const char* reason) {
     char text[256];
@@ -124,6 +125,7 @@ bool buildMainWindow() {
 
 void shutdown() {
     releaseRsrcs();
+    releaseSfps();
     closeRsrcTree();
     if (helpUsed) {
         _SetDir_(nullptr);
@@ -143,6 +145,8 @@ void shutdown() {
 }
 
 }  // namespace
+
+std::string uirPath() { return std::string(programDirectory()) + "/" + kUirFile; }
 
 short findOnStartFromCommandLine(int argc, char** argv) {
     return argc == 2 && std::strcmp(argv[1], "/nofind") == 0 ? 0 : 1;
@@ -221,6 +225,7 @@ int talmik_main(short findOnStart) {
 
     if (houseVisa) {
         rsrczu = addSheet(ZUSHEET, " ZU I/O");
+        if (rsrczu > 0) findZUfiles(rsrczu);
         if (rmStatus == VI_WARN_CONFIG_NLOADED) MessagePopup(pszAppName, kBridgeletWarning);
     }
     splashStatus("Loading VISA template function panels...");
@@ -232,6 +237,7 @@ int talmik_main(short findOnStart) {
     } else {
         // Empty categories: the user searches with Refresh.
         AddIoRsrcs(rsrcio);
+        AddSfpRsrcs(rsrcsfp);
     }
 
     if (!houseVisa) {

@@ -1,6 +1,8 @@
 // The program's entry, start-up, main loop and shutdown, and the state they own.
 #pragma once
 
+#include <string>
+
 #include "toolslib/toolbox/ini.h"
 #include "zuvisa/visatype.h"
 
@@ -15,6 +17,8 @@ extern int rsrcpanel, rsrcio, rsrcsfp, rsrczu, preference, about;
 extern int rsrcSheets;  // the sheet group on the main window
 extern IniText ini;
 
+// The panel file "talmik.uir" in the program's directory.
+std::string uirPath();
 // 0 when the only argument is "/nofind", else 1.
 short findOnStartFromCommandLine(int argc, char** argv);
 

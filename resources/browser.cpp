@@ -260,5 +260,5 @@ void DoOpen(int, int, void*, int) {
     else if (shown(rsrcsfp))
         commitControl(rsrcsfp, SFPSHEET_SFPLIST);
     else if (shown(rsrczu))
-        commitControl(rsrczu, ZUSHEET_TOOLLIST);
+        commitControl(rsrczu, ZUSHEET_TOOLPATH);
 }

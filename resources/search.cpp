@@ -7,6 +7,7 @@
 #include "app/talmik.h"
 #include "resources/browser.h"
 #include "resources/rsrcrecord.h"
+#include "resources/sfp.h"
 #include "talmik_uir.h"
 #include "uiruntime/uiruntime.h"
 #include "zuvisa/visa.h"
@@ -159,7 +160,7 @@ void DoRefresh(int, int, void*, int) {
     ProcessDrawEvents();
     refreshIoRsrcs();
     AddIoRsrcs(rsrcio);
-    // The soft front panels are not searched yet: their list stays empty.
-    ClearListCtrl(rsrcsfp, SFPSHEET_SFPLIST);
+    refreshSfpRsrcs();
+    AddSfpRsrcs(rsrcsfp);
     SetWaitCursor(cursor);
 }

@@ -63,13 +63,18 @@ bool iequal(std::string_view a, std::string_view b) {
 }
 
 // Splits "visa://machine/rest" into machine and rest; an expression without the prefix is all
-// rest. False when the prefix is there but malformed.
+// rest, and "visa:/rest" names no machine, so it is this one. False when the prefix is there but
+// malformed.
 bool splitMachine(std::string_view text, std::string_view* machine, std::string_view* rest) {
     constexpr std::string_view kPrefix = "visa:/";
     *machine = {};
     *rest = text;
     if (text.size() < kPrefix.size() || !iequal(text.substr(0, kPrefix.size()), kPrefix)) return true;
-    if (text.size() < kPrefix.size() + 1 || text[kPrefix.size()] != '/') return false;  // "visa:/" names none
+    if (text.size() < kPrefix.size() + 1) return false;
+    if (text[kPrefix.size()] != '/') {
+        *rest = text.substr(kPrefix.size());
+        return true;
+    }
     std::string_view after = text.substr(kPrefix.size() + 1);
     size_t slash = after.find('/');
     if (slash == std::string_view::npos) return false;

@@ -45,8 +45,8 @@ public:
     FindExpression& operator=(FindExpression&&) noexcept;
 
     // VI_SUCCESS or VI_ERROR_INV_EXPR. An expression may start with the machine it is meant for,
-    // "visa://host/" or "visa://host:port/" (IPv6 hosts in brackets); "visa:/" without a host,
-    // or a host that is not a valid name, is invalid.
+    // "visa://host/" or "visa://host:port/" (IPv6 hosts in brackets); "visa:/" without a host names this
+    // machine; an empty or malformed host is invalid.
     static ViStatus parse(std::string_view text, FindExpression* out);
     // The machine the expression names, as written, or "" for this one.
     const std::string& machine() const { return machine_; }

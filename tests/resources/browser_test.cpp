@@ -275,22 +275,27 @@ TEST_F(Browser, AResourceThatWillNotOpen) {
 }
 
 TEST_F(Browser, WithoutASearchAtStartThenRefresh) {
+    setenv("VXIPNPPATH", dir.file("no-framework").c_str(), 1);
     run(
         [] {
             EXPECT_EQ(tree(), std::vector<std::string>{"0 " + hostName()});
             EXPECT_EQ(UiTest_IsShown(rsrcio, IOSHEET_RSRCSCROLL), 0);
             EXPECT_EQ(firstCheck, 1);
+            // The soft front panel list says that it holds none, before and after the search.
             int items = -1;
             GetNumListItems(rsrcsfp, SFPSHEET_SFPLIST, &items);
-            EXPECT_EQ(items, 0);
+            EXPECT_EQ(items, 1);
+            EXPECT_EQ(UiTest_DisplayedText(rsrcsfp, SFPSHEET_SFPLIST), "<Soft Front Panels not found>");
             ASSERT_EQ(UiTest_ChooseMenuItem(GetPanelMenuBar(rsrcpanel), MENUBAR_RESOURCES_REFRESH), 0);
             EXPECT_EQ(nRsrcs, 20);
             EXPECT_EQ(tree().size(), 35u);
             EXPECT_EQ(GetWaitCursorState(), 0);
             GetNumListItems(rsrcsfp, SFPSHEET_SFPLIST, &items);
-            EXPECT_EQ(items, 0) << "no placeholder left behind";
+            EXPECT_EQ(items, 1) << "no placeholder left behind";
+            EXPECT_EQ(UiTest_DisplayedText(rsrcsfp, SFPSHEET_SFPLIST), "<Soft Front Panels not found>");
         },
         "", 0);
+    unsetenv("VXIPNPPATH");
 }
 
 TEST_F(Browser, NothingFound) {

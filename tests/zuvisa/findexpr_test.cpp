@@ -138,7 +138,9 @@ TEST(FindExpression, MachinePrefix) {
         {"VISA://Lab7.example.org:3537/?*INSTR", VI_SUCCESS, "Lab7.example.org:3537"},
         {"visa://[fe80::1%eth0]/?*", VI_SUCCESS, "[fe80::1%eth0]"},
         {"visa://[::1]:3537/?*{VI_ATTR_INTF_NUM == 0}", VI_SUCCESS, "[::1]:3537"},
-        {"visa:/?*", VI_ERROR_INV_EXPR, ""},  // a remote prefix without a machine
+        {"visa:/?*", VI_SUCCESS, ""},  // the prefix without a machine: this one
+        {"visa:/?*(GPIB|VXI)?*{VI_ATTR_INTF_NUM >= 0}", VI_SUCCESS, ""},
+        {"visa:/", VI_ERROR_INV_EXPR, ""},
         {"visa:///?*", VI_ERROR_INV_EXPR, ""},
         {"visa://lab7", VI_ERROR_INV_EXPR, ""},
         {"visa://lab7/", VI_ERROR_INV_EXPR, ""},
