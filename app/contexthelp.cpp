@@ -6,6 +6,8 @@
 
 #include "app/prefs.h"
 #include "app/talmik.h"
+#include "attrevents/attrlist.h"
+#include "attrevents/eventlist.h"
 #include "controls/help.h"
 #include "session/statusnames.h"
 #include "uiruntime/uiruntime.h"
@@ -25,6 +27,16 @@ const char* const kOwnHelpMenuCallbacks[] = {
 void interpretForHelp(void* callbackData, int status, char* text, size_t size) {
     ViSession session = sessionLookup && callbackData ? sessionLookup(callbackData) : defaultRM;
     interpretCodeText(session, static_cast<ViStatus>(status), text, size);
+}
+
+const char* attributeHelpName(unsigned int attributeId) {
+    const AttrListEntry* row = findAttrRow(attributeId);
+    return row ? row->viName : nullptr;
+}
+
+const char* eventHelpName(unsigned int eventType) {
+    const EventListEntry* row = findEventRow(eventType);
+    return row ? row->viName : nullptr;
 }
 
 void viewerOpened() {
@@ -57,6 +69,8 @@ void installHelpHost() {
     HelpHost host;
     host.appName = pszAppName;
     host.systemHelpFile = pszHelpName;
+    host.attributeName = attributeHelpName;
+    host.eventName = eventHelpName;
     host.interpretStatus = interpretForHelp;
     host.viewerOpened = viewerOpened;
     host.viewerFailed = viewerFailed;

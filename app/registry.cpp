@@ -6,6 +6,7 @@
 
 #include "app/contexthelp.h"
 #include "app/prefs.h"
+#include "attrevents/completion.h"
 #include "controls/help.h"
 #include "session/sessionrecord.h"
 #include "session/sessionwnd.h"
@@ -255,6 +256,8 @@ void CloseAllExtResources() {
         Help_Close();
         CloseKestrelRTE();
         didInitKestrel = 0;
+        // The runtime dropped the completions still on their way; their records go with them.
+        releaseOrphanedRecords();
     }
     initThreadID = 0;
     didInits = 0;

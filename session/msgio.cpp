@@ -22,36 +22,6 @@ SessionRecord* recordOf(void* callbackData) {
     return static_cast<SessionRecord*>(callbackData);
 }
 
-void setBusy(int panel, bool busy, std::initializer_list<int> inputs, int execute, int abort,
-             int message) {
-    for (int control : inputs) SetCtrlAttribute(panel, control, ATTR_DIMMED, busy ? 1 : 0);
-    SetCtrlAttribute(panel, execute, ATTR_VISIBLE, busy ? 0 : 1);
-    SetCtrlAttribute(panel, abort, ATTR_VISIBLE, busy ? 1 : 0);
-    SetCtrlAttribute(panel, message, ATTR_VISIBLE, busy ? 1 : 0);
-}
-
-void showMessage(int panel, int message, const char* text) {
-    SetCtrlVal(panel, message, text);
-    SetCtrlAttribute(panel, message, ATTR_VISIBLE, 1);
-}
-
-void showJobInProgress(int panel, int message, ViJobId jobId) {
-    char text[64];
-    std::snprintf(text, sizeof text, "Asynchronous job 0x%08lX in progress...",
-                  static_cast<unsigned long>(jobId));
-    showMessage(panel, message, text);
-}
-
-// Runs a call that may block with the panel dimmed and drawn so, as a busy panel should look.
-template <typename Call>
-ViStatus withPanelDimmed(int panel, Call call) {
-    SetPanelAttribute(panel, ATTR_DIMMED, 1);
-    ProcessDrawEvents();
-    ViStatus status = call();
-    SetPanelAttribute(panel, ATTR_DIMMED, 0);
-    return status;
-}
-
 // The text of a string control, whatever its length.
 std::string controlText(int panel, int control) {
     int length = 0;
@@ -115,14 +85,34 @@ void fileTransfer(int panel, int fileCtrl, int countCtrl, int retCountCtrl, int 
 
 }  // namespace
 
+void setAsyncBusyLook(int panel, bool busy, std::initializer_list<int> inputs, int execute,
+                      int abort, int message) {
+    for (int control : inputs) SetCtrlAttribute(panel, control, ATTR_DIMMED, busy ? 1 : 0);
+    SetCtrlAttribute(panel, execute, ATTR_VISIBLE, busy ? 0 : 1);
+    SetCtrlAttribute(panel, abort, ATTR_VISIBLE, busy ? 1 : 0);
+    if (message > 0) SetCtrlAttribute(panel, message, ATTR_VISIBLE, busy ? 1 : 0);
+}
+
+void showMessage(int panel, int message, const char* text) {
+    SetCtrlVal(panel, message, text);
+    SetCtrlAttribute(panel, message, ATTR_VISIBLE, 1);
+}
+
+void showJobInProgress(int panel, int message, ViJobId jobId) {
+    char text[64];
+    std::snprintf(text, sizeof text, "Asynchronous job 0x%08lX in progress...",
+                  static_cast<unsigned long>(jobId));
+    showMessage(panel, message, text);
+}
+
 void setReadBusy(int panel, bool busy) {
-    setBusy(panel, busy, {READ_COUNT, READ_ASYNC, READ_DATA, READ_RETCOUNT, READ_STATUS},
-            READ_EXECUTE, READ_ABORT, READ_MESSAGE);
+    setAsyncBusyLook(panel, busy, {READ_COUNT, READ_ASYNC, READ_DATA, READ_RETCOUNT, READ_STATUS},
+                     READ_EXECUTE, READ_ABORT, READ_MESSAGE);
 }
 
 void setWriteBusy(int panel, bool busy) {
-    setBusy(panel, busy, {WRITE_ASYNC, WRITE_TEXT, WRITE_RETCOUNT, WRITE_STATUS}, WRITE_EXECUTE,
-            WRITE_ABORT, WRITE_MESSAGE);
+    setAsyncBusyLook(panel, busy, {WRITE_ASYNC, WRITE_TEXT, WRITE_RETCOUNT, WRITE_STATUS},
+                     WRITE_EXECUTE, WRITE_ABORT, WRITE_MESSAGE);
 }
 
 int ExecuteWrite(int panel, int, int event, void* callbackData, int, int) {

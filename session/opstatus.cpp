@@ -31,14 +31,11 @@ int controlByName(int panel, const char* constantName) {
     return 0;
 }
 
-void showPanelStatus(int panel, ViStatus status) {
-    int statusCtrl = controlByName(panel, "STATUS");
-    if (statusCtrl > 0) showStatus(panel, statusCtrl, controlByName(panel, "STATUSNAME"), status);
-}
-
-int operationNotOffered(int panel, int event) {
-    if (event == EVENT_COMMIT) showPanelStatus(panel, VI_ERROR_NSUP_OPER);
-    return 0;
+void followRingIntoField(int panel, int ring, int field) {
+    ViUInt32 value = 0;
+    GetCtrlVal(panel, ring, &value);
+    if (value != 0) SetCtrlVal(panel, field, value);
+    SetCtrlAttribute(panel, field, ATTR_DIMMED, value != 0);
 }
 
 // A right click on a status display: "Interpret Code" spells the status out, "Operation Help"

@@ -41,7 +41,13 @@ struct SessionRecord {
     int eventHandlerPanel;  // 0 in the descriptive name style
     // Further state.
     ViUInt32 kindMask;  // the resource kind of the session, one bit or all
+    char accessKey[256];  // the key of the last shared lock granted, "" when none is known
+    // The window Map Address mapped (size 0: none); Peek and Poke stay inside it.
+    ViUInt64 mapBase, mapSize;
     // Completions posted to the GUI thread and not yet run; the record outlives them.
     std::atomic<int> completionsPosted;
     bool closed;  // the window is gone; only the posted completions still hold the record
+    // Calls of its panels that keep the windows usable while they wait (GUI thread only); the
+    // record outlives them too.
+    int callsWaiting;
 };

@@ -11,6 +11,9 @@
 #include <utility>
 
 #include "app/registry.h"
+#include "attrevents/attrbrowser.h"
+#include "attrevents/completion.h"
+#include "attrevents/events.h"
 #include "attrevents/handler.h"
 #include "controls/sheets.h"
 #include "session/rsrckind.h"
@@ -258,16 +261,20 @@ bool buildStep(int step) {
             }
             r->eventHandlerPanel = panelEventHandler;
             // Without a handler sheet the handler mechanism is not offered.
-            if (r->nameStyle != NAME_STYLE_VISA)
+            if (r->nameStyle != NAME_STYLE_VISA) {
                 SetCtrlAttribute(panelEnableEvent, ENABLEEVENT_HANDLER, ATTR_DIMMED, 1);
+                SetCtrlAttribute(panelEnableEvent, ENABLEEVENT_SUSPEND, ATTR_DIMMED, 1);
+            }
             return true;
         case 8:
             if (!loadPanels(tWnd, {{DISABLEEVENT, &panelDisableEvent},
                                    {DISCARDEVENTS, &panelDiscardEvents},
                                    {WAITONEVENT, &panelWaitOnEvent}}))
                 return false;
-            if (r->nameStyle != NAME_STYLE_VISA)
+            if (r->nameStyle != NAME_STYLE_VISA) {
                 SetCtrlAttribute(panelDisableEvent, DISABLEEVENT_HANDLER, ATTR_DIMMED, 1);
+                SetCtrlAttribute(panelDisableEvent, DISABLEEVENT_SUSPEND, ATTR_DIMMED, 1);
+            }
             return true;
         case 9:
             if (!loadPanels(bWnd, {{WRITE, &panelWrite}, {READ, &panelRead}})) return false;
@@ -487,9 +494,10 @@ int makeInteractiveWindow(ViSession vi) {
     return 1;
 }
 
-void addTemplateOpers(SessionRecord* r, int tabPanel, int group, ViUInt32) {
-    // The attribute and event rings are filled from their catalogues by the attribute and event
-    // panels' own code.
+void addTemplateOpers(SessionRecord* r, int tabPanel, int group, ViUInt32 mask) {
+    setupAttributePanels(r, panelGetAttrib, panelSetAttrib, mask);
+    setupEventPanels(r, panelEnableEvent, panelDisableEvent, panelDiscardEvents, panelWaitOnEvent,
+                     mask);
     if (r->nameStyle == NAME_STYLE_VISA)
         addSheet(r, tabPanel, group, panelEventHandler, kEventHandler);
     addSheet(r, tabPanel, group, panelEnableEvent, kEnableEvent);
@@ -628,9 +636,8 @@ void CloseSession(int panel, SessionRecord* r) {
     r->moveInSize = r->moveOutSize = r->readSize = r->writeSize = 0;
     // With the session closed no handler runs any more; a completion already posted for this
     // window frees the record when it runs.
-    r->closed = true;
     if (r == templateRecord) forgetTemplate();
-    if (r->completionsPosted.load() == 0) delete r;
+    releaseClosedRecord(r);
 }
 
 void discardTemplatePanels() {

@@ -5,9 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "app/prefs.h"
@@ -104,6 +106,37 @@ class SessionBench : public ::testing::Test {
         int value = 0;
         GetCtrlAttribute(panel, control, attribute, &value);
         return value;
+    }
+
+    static ViUInt32 number(int panel, int control) {
+        ViUInt32 value = 0;
+        GetCtrlVal(panel, control, &value);
+        return value;
+    }
+    // The status a panel shows: its value, its name, and whether both are red.
+    struct Shown {
+        ViUInt32 status;
+        std::string name;
+        bool red;
+    };
+    static Shown shown(int panel, int statusCtrl, int nameCtrl) {
+        int color = intAttribute(panel, statusCtrl, ATTR_TEXT_COLOR);
+        EXPECT_EQ(intAttribute(panel, nameCtrl, ATTR_TEXT_COLOR), color);
+        return {number(panel, statusCtrl), UiTest_DisplayedText(panel, nameCtrl),
+                color == 0xFF0000};
+    }
+    // Runs deferred calls until one arrives (the library's handler thread posts them).
+    bool awaitCompletion() {
+        for (int k = 0; k < 500; ++k) {
+            if (UiTest_RunDeferredCalls() > 0) return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return false;
+    }
+    // Abort in place of Execute (the panel itself may lie on a tab not shown).
+    bool busy(int panel, int execute, int abort) {
+        return intAttribute(panel, abort, ATTR_VISIBLE) == 1 &&
+               intAttribute(panel, execute, ATTR_VISIBLE) == 0;
     }
 
     TempDir dir;

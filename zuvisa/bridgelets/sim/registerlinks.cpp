@@ -30,7 +30,7 @@ public:
     uintptr_t take() {
         std::lock_guard<std::mutex> lock(m_);
         if (!start_) {
-            void* p = mmap(nullptr, kSlots * kMaxWindow, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+            void* p = reserve();
             if (p == MAP_FAILED) return 0;
             start_ = reinterpret_cast<uintptr_t>(p);
         }
@@ -44,11 +44,25 @@ public:
     }
     void give(uintptr_t slot) {
         std::lock_guard<std::mutex> lock(m_);
-        if (slot >= start_ && slot < start_ + kSlots * kMaxWindow) used_[(slot - start_) / kMaxWindow] = false;
+        if (slot >= start_ && slot < start_ + kRange) used_[(slot - start_) / kMaxWindow] = false;
     }
 
 private:
-    static constexpr size_t kSlots = 256;  // windows mapped at one time in the process
+    static constexpr size_t kSlots = 64;  // windows mapped at one time in the process
+    static constexpr size_t kRange = kSlots * kMaxWindow;
+
+    // The range lies below 4 GiB where the system leaves room there, so that an address fits
+    // the 32-bit fields that clients commonly show it in; anywhere else otherwise.
+    static void* reserve() {
+        const int flags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE;
+        for (uintptr_t hint : {uintptr_t{0x10000000}, uintptr_t{0x20000000}, uintptr_t{0x40000000}}) {
+            void* p = mmap(reinterpret_cast<void*>(hint), kRange, PROT_NONE, flags, -1, 0);
+            if (p == MAP_FAILED) continue;
+            if (reinterpret_cast<uintptr_t>(p) + kRange <= (uintptr_t{1} << 32)) return p;
+            munmap(p, kRange);
+        }
+        return mmap(nullptr, kRange, PROT_NONE, flags, -1, 0);
+    }
     std::mutex m_;
     uintptr_t start_ = 0;
     bool used_[kSlots] = {};

@@ -86,6 +86,7 @@ TEST_F(Registers, AMappedWindowIsReadThroughPeekAndPoke) {
     EXPECT_EQ(attr<ViUInt16>(dig, VI_ATTR_WIN_ACCESS), VI_NMAPPED);
     ASSERT_EQ(viMapAddress(dig, VI_A24_SPACE, 0, 0x100, VI_FALSE, VI_NULL, &window), VI_SUCCESS);
     ASSERT_NE(window, nullptr);
+    EXPECT_LE(reinterpret_cast<uintptr_t>(window), 0xFFFFFFFFu) << "fits a 32-bit address field";
     ViAddr again = nullptr;
     EXPECT_EQ(viMapAddress(dig, VI_A24_SPACE, 0, 0x100, VI_FALSE, VI_NULL, &again), VI_ERROR_WINDOW_MAPPED);
     EXPECT_EQ(attr<ViUInt16>(dig, VI_ATTR_WIN_ACCESS), VI_USE_OPERS);
