@@ -5,8 +5,10 @@
 #include <string>
 
 #include "app/contexthelp.h"
+#include "app/iotrace.h"
 #include "app/prefs.h"
 #include "app/registry.h"
+#include "app/tracenames.h"
 #include "app/zutools.h"
 #include "controls/help.h"
 #include "controls/sheets.h"
@@ -171,6 +173,7 @@ int talmik_main(short findOnStart) {
     }
     InstallMainCallback(MainCallback, nullptr, 0);
     installHelpHost();
+    installIoTraceNames();
 
     ViStatus rmStatus = viOpenDefaultRM(&defaultRM);
     if (rmStatus < VI_SUCCESS) {
@@ -208,6 +211,7 @@ int talmik_main(short findOnStart) {
     ini = Ini_New(0);
     Ini_ReadFromFile(ini, kSettingsFile);
     readAppPreferences(ini);
+    applyIoTracePreferences(ini);
     SetSleepPolicy(sleepMoreApp ? VAL_SLEEP_MORE : VAL_SLEEP_SOME);
 
     splashStatus("Loading application panels...");

@@ -15,7 +15,7 @@ namespace {
 
 bool isEditLike(int style) {
     return style == CTRL_NUMERIC || style == CTRL_STRING || style == CTRL_TEXT_BOX ||
-           style == CTRL_LIST || style == CTRL_RING;
+           style == CTRL_LIST || style == CTRL_RING || style == CTRL_TABLE;
 }
 
 QPalette::ColorRole textRoleOf(int style) {
@@ -322,6 +322,7 @@ std::unique_ptr<Control> makeControl(Panel* p, int id, int style) {
         case CTRL_PICTURE: return std::make_unique<PictureControl>(p, id);
         case CTRL_CANVAS: return std::make_unique<CanvasControl>(p, id);
         case CTRL_TIMER: return std::make_unique<TimerControl>(p, id);
+        case CTRL_TABLE: return std::make_unique<TableControl>(p, id);
         default: return nullptr;
     }
 }

@@ -38,6 +38,7 @@ class ListControl;
 class TextBoxControl;
 class CanvasControl;
 class TimerControl;
+class TableControl;
 
 // ---------------------------------------------------------------------------------------------
 // Panels
@@ -131,6 +132,7 @@ public:
     virtual TextBoxControl* asTextBox() { return nullptr; }
     virtual CanvasControl* asCanvas() { return nullptr; }
     virtual TimerControl* asTimer() { return nullptr; }
+    virtual TableControl* asTable() { return nullptr; }
 
     // Where the label sits by default for a control made at run time.
     virtual bool captionBeside() const { return false; }

@@ -14,6 +14,7 @@ class QComboBox;
 class QLineEdit;
 class QListWidget;
 class QPlainTextEdit;
+class QTableView;
 class QTextBlock;
 class QTextCursor;
 
@@ -284,6 +285,49 @@ public:
 
 private:
     bool ticking_ = false;
+};
+
+// ---------------------------------------------------------------------------------------------
+// A table whose cells the program supplies on demand (tablectrl.cpp).
+class CellModel;
+
+class TableControl : public Control {
+public:
+    TableControl(Panel* p, int id) : Control(p, id, CTRL_TABLE) {}
+    ~TableControl() override;
+    void createWidget(QWidget* parent) override;
+    void adoptWidget(QWidget* w) override;
+    void attach() override;
+    std::vector<QWidget*> eventWidgets() const override;
+    int setValue(const UiValue& v) override;
+    int getValue(Value* v) const override;
+    int defaultValue() override;
+    int setAttribute(int attribute, const UiValue& v) override;
+    int getAttribute(int attribute, Value* v) const override;
+    TableControl* asTable() override { return this; }
+    QTableView* view() const;
+
+    int setColumns(const std::vector<std::string>& labels);
+    int setColumnWidth(int column, int width);
+    int setRows(int count);
+    int deleteRows(int index, int count);
+    void refresh();
+    std::vector<int> selectedRows() const;
+    // What a cell shows, through the cell function (empty without one).
+    std::string cellText(int row, int column, int* color) const;
+    // The user scrolled so that row is the first in view; the user chose a row.
+    void userScroll(int firstRow);
+    void userSelect(int row, bool extend);
+
+    TableCellCallbackPtr source = nullptr;
+    void* sourceData = nullptr;
+    std::vector<std::string> columns;
+    int rows = 0;
+
+private:
+    void configure();
+    bool atEnd() const;
+    CellModel* model_ = nullptr;
 };
 
 }  // namespace uir

@@ -13,6 +13,7 @@
 #include <QtWidgets/QPlainTextEdit>
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QRadioButton>
+#include <QtWidgets/QTableView>
 #include <QtWidgets/QToolButton>
 
 #include <fcntl.h>
@@ -169,6 +170,7 @@ public:
                 break;
             case CTRL_RING: if (!is("QComboBox")) w = new QComboBox(parent); break;
             case CTRL_LIST: if (!is("QListWidget")) w = new QListWidget(parent); break;
+            case CTRL_TABLE: if (!is("QTableView")) w = new QTableView(parent); break;
             case CTRL_COMMAND_BUTTON:
             case CTRL_TOGGLE_BUTTON: if (!is("QPushButton") && !is("QToolButton")) w = new QPushButton(parent); break;
             case CTRL_CHECK_BOX: if (!is("QCheckBox")) w = new QCheckBox(parent); break;

@@ -20,6 +20,16 @@ using PanelCallbackPtr = int (*)(int panel, int event, void* callbackData, int e
 using MenuCallbackPtr = void (*)(int menuBar, int menuItem, void* callbackData, int panel);
 using DeferredCallbackPtr = void (*)(void* callbackData);
 
+// What a table asks for each cell it shows: the program writes the cell's text into text (at most
+// textSize bytes with the terminator) and may set textColor (0xRRGGBB; -1 keeps the control's).
+struct TableCell {
+    char* text;
+    size_t textSize;
+    int textColor;
+};
+using TableCellCallbackPtr = void (*)(int panel, int control, int row, int column, TableCell* cell,
+                                      void* callbackData);
+
 // ---------------------------------------------------------------------------------------------
 // Events. Mouse events carry the vertical coordinate in eventData1 and the horizontal one in
 // eventData2, both relative to the top left corner of the panel's control area. A key press
@@ -142,7 +152,7 @@ enum {
 
     // Lists, rings and text boxes
     ATTR_CHECK_MODE = 500,
-    ATTR_FIRST_VISIBLE_LINE,
+    ATTR_FIRST_VISIBLE_LINE,  // also the first row a table shows
     ATTR_WRAP_MODE,         // text boxes: 0 no wrapping, 1 at word boundaries
 
     // Buttons and LEDs
@@ -193,6 +203,7 @@ enum {
     CTRL_PICTURE,
     CTRL_CANVAS,
     CTRL_TIMER,
+    CTRL_TABLE,
 };
 
 inline bool IsDecorationStyle(int style) {

@@ -179,7 +179,7 @@ const KindName kKinds[] = {
     {"flatbox", CTRL_FLAT_BOX},         {"raisedframe", CTRL_RAISED_FRAME},
     {"recessedframe", CTRL_RECESSED_FRAME}, {"flatframe", CTRL_FLAT_FRAME},
     {"picture", CTRL_PICTURE},          {"canvas", CTRL_CANVAS},
-    {"timer", CTRL_TIMER},
+    {"timer", CTRL_TIMER},              {"table", CTRL_TABLE},
 };
 
 // style 0: a container whose children are controls; -1: ignored with its children.
@@ -199,6 +199,7 @@ int Scanner::classify(const Node& n, int* style) {
     else if (c == "QPlainTextEdit" || c == "QTextEdit" || c == "QTextBrowser") *style = CTRL_TEXT_BOX;
     else if (c == "QComboBox") *style = CTRL_RING;
     else if (c == "QListWidget") *style = CTRL_LIST;
+    else if (c == "QTableView") *style = CTRL_TABLE;
     else if (c == "QPushButton" || c == "QToolButton")
         *style = propBool(n.props, "checkable", false) ? CTRL_TOGGLE_BUTTON : CTRL_COMMAND_BUTTON;
     else if (c == "QCheckBox") *style = CTRL_CHECK_BOX;

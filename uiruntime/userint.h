@@ -131,6 +131,37 @@ int IsListItemChecked(int panel, int control, int index, int* checked);
 int GetNumCheckedItems(int panel, int control, int* count);
 
 // ---------------------------------------------------------------------------------------------
+// Tables. A table shows rows that the program keeps itself: the program says how many rows there
+// are and a cell function gives the text of each cell when it comes into view, so a table of a
+// hundred thousand rows costs no more than the rows on screen. The columns come from the form
+// (a QTableView's "columns" and "columnWidths" properties) or from SetTableColumns. The control's
+// value is the current row (-1 for none); the user may select several rows. Rows added while the
+// last row is in view scroll into view; a user who scrolled up keeps his place, also when rows
+// above are deleted. Changing the current row reports EVENT_VAL_CHANGED; a double click or Enter
+// on a row reports EVENT_COMMIT.
+// ---------------------------------------------------------------------------------------------
+int SetTableCellSource(int panel, int control, TableCellCallbackPtr source, void* callbackData);
+int SetTableColumns(int panel, int control, int count, const char* const* labels);
+int SetTableColumnWidth(int panel, int control, int column, int width);
+int GetNumTableColumns(int panel, int control, int* count);
+// Rows are added or removed at the end.
+int SetNumTableRows(int panel, int control, int rows);
+int GetNumTableRows(int panel, int control, int* rows);
+// Removes count rows from index on; the rows after them move up.
+int DeleteTableRows(int panel, int control, int index, int count);
+// The cells changed: those in view are asked for again.
+int RefreshTable(int panel, int control);
+// The selected rows in ascending order: up to maxRows of them into rows, their number into count.
+int GetSelectedTableRows(int panel, int control, int* rows, int maxRows, int* count);
+
+// ---------------------------------------------------------------------------------------------
+// Clipboard
+// ---------------------------------------------------------------------------------------------
+int ClipboardPutText(const char* text);
+// The clipboard's text, cut to bufferSize - 1 bytes; *length (may be null) gets its full length.
+int ClipboardGetText(char* buffer, size_t bufferSize, size_t* length);
+
+// ---------------------------------------------------------------------------------------------
 // Text boxes. Lines are separated by '\n'; a final line break ends the last line.
 // ---------------------------------------------------------------------------------------------
 int ResetTextBox(int panel, int control, const char* text);

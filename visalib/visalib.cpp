@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "visalib/trace.h"
+
 namespace {
 
 struct VisaTable {
@@ -84,6 +86,7 @@ bool bind(const std::string& path, std::string* reason) {
 int loadLocked() {
     if (binding.attempted) return binding.handle ? 0 : -1;
     binding.attempted = true;
+    VisaTrace_StartFileFromEnvironment();
     binding.error.clear();
     std::string reason;
     if (const char* chosen = std::getenv("TALMIK_VISA_LIBRARY"); chosen && *chosen) {
@@ -131,15 +134,68 @@ void VisaLib_Unload() {
     binding.attempted = false;
 }
 
-extern "C" {
-#define VISA_FUNCTION(name, params, args)                       \
-    ViStatus _VI_FUNC name params {                             \
-        const VisaTable* t = table();                           \
-        return t ? t->name args : VI_ERROR_LIBRARY_NFOUND;      \
+namespace visatrace {
+
+ViStatus untracedGetAttribute(ViObject vi, ViAttr attribute, void* value) {
+    const VisaTable* t = table();
+    return t ? t->viGetAttribute(vi, attribute, value) : VI_ERROR_LIBRARY_NFOUND;
+}
+
+}  // namespace visatrace
+
+namespace {
+
+// How a call reaches the library: unchanged, except that an event handler is installed through
+// a recording stand-in, and uninstalled through the stand-in it was installed with.
+template <VisaTraceFunction F>
+struct Forward {
+    template <typename Member, typename... Args>
+    static ViStatus call(Member member, Args... args) {
+        const VisaTable* t = table();
+        return t ? (t->*member)(args...) : VI_ERROR_LIBRARY_NFOUND;
     }
-#define VISA_VOID_FUNCTION(name, params, args) \
-    void _VI_FUNC name params {                \
-        if (const VisaTable* t = table()) t->name args; \
+};
+
+template <>
+struct Forward<VisaTrace_viInstallHandler> {
+    template <typename Member>
+    static ViStatus call(Member member, ViSession vi, ViEventType type, ViHndlr handler, ViAddr user) {
+        const VisaTable* t = table();
+        if (!t) return VI_ERROR_LIBRARY_NFOUND;
+        visatrace::substituteHandler(vi, type, &handler, &user);
+        return (t->*member)(vi, type, handler, user);
+    }
+};
+
+template <>
+struct Forward<VisaTrace_viUninstallHandler> {
+    template <typename Member>
+    static ViStatus call(Member member, ViSession vi, ViEventType type, ViHndlr handler, ViAddr user) {
+        const VisaTable* t = table();
+        if (!t) return VI_ERROR_LIBRARY_NFOUND;
+        visatrace::findSubstitute(vi, type, &handler, &user);
+        return (t->*member)(vi, type, handler, user);
+    }
+};
+
+}  // namespace
+
+#define EXPAND(...) __VA_ARGS__
+
+// Every call is recorded in the I/O trace (visalib/trace.h) with the arguments the program gave.
+extern "C" {
+#define VISA_FUNCTION(name, params, args)                                                        \
+    ViStatus _VI_FUNC name params {                                                              \
+        visatrace::Call tracedCall(VisaTrace_##name);                                            \
+        ViStatus tracedStatus = Forward<VisaTrace_##name>::call(&VisaTable::name, EXPAND args);  \
+        tracedCall.finish(tracedStatus, EXPAND args);                                            \
+        return tracedStatus;                                                                     \
+    }
+#define VISA_VOID_FUNCTION(name, params, args)              \
+    void _VI_FUNC name params {                             \
+        visatrace::Call tracedCall(VisaTrace_##name);       \
+        if (const VisaTable* t = table()) t->name args;     \
+        tracedCall.finishVoid(EXPAND args);                 \
     }
 #include "visalib/visafunctions.h"
 #undef VISA_FUNCTION

@@ -83,7 +83,9 @@ TEST(ScanUi, KindPropertyAndHeaderNameOverrideTheDefaults) {
     std::string body =
         "<property name=\"headerName\" stdset=\"0\"><string>VIREAD</string></property>"
         "<widget class=\"QWidget\" name=\"TREE\"><property name=\"kind\" stdset=\"0\"><string>canvas</string></property></widget>"
-        "<widget class=\"QFrame\" name=\"BOX\"><property name=\"frameShadow\"><enum>QFrame::Sunken</enum></property></widget>";
+        "<widget class=\"QFrame\" name=\"BOX\"><property name=\"frameShadow\"><enum>QFrame::Sunken</enum></property></widget>"
+        "<widget class=\"QTableView\" name=\"CALLS\"/>"
+        "<widget class=\"QWidget\" name=\"ROWS\"><property name=\"kind\" stdset=\"0\"><string>table</string></property></widget>";
     std::string xml = "<ui version=\"4.0\"><widget class=\"QWidget\" name=\"viRead\">" + body + "</widget></ui>";
     ASSERT_EQ(scan(xml, &p, &error), 0) << error;
     EXPECT_EQ(p.name, "viRead");
@@ -91,6 +93,8 @@ TEST(ScanUi, KindPropertyAndHeaderNameOverrideTheDefaults) {
     EXPECT_EQ(p.controls[0].headerName, "VIREAD_TREE");
     EXPECT_EQ(p.controls[0].style, CTRL_CANVAS);
     EXPECT_EQ(p.controls[1].style, CTRL_RECESSED_BOX);
+    EXPECT_EQ(p.controls[2].style, CTRL_TABLE);
+    EXPECT_EQ(p.controls[3].style, CTRL_TABLE);
 }
 
 struct Bad {

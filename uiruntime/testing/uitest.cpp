@@ -2,6 +2,7 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtGui/QKeyEvent>
+#include <QtGui/QKeySequence>
 #include <QtGui/QMouseEvent>
 #include <QtGui/QWheelEvent>
 #include <QtWidgets/QAbstractButton>
@@ -11,10 +12,12 @@
 #include <QtWidgets/QListWidget>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QPlainTextEdit>
+#include <QtWidgets/QTableView>
 
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
+#include <algorithm>
 #include <map>
 
 #include "uiruntime/core.h"
@@ -22,6 +25,11 @@
 #include "uiruntime/widgets.h"
 
 using namespace uir;
+
+// Qt's own entry for a key press that shortcuts may take (what its test library uses).
+Q_GUI_EXPORT bool qt_sendShortcutOverrideEvent(QObject* o, ulong timestamp, int k, Qt::KeyboardModifiers mods,
+                                               const QString& text = QString(), bool autorep = false,
+                                               ushort count = 1);
 
 namespace {
 
@@ -326,6 +334,13 @@ int UiTest_Commit(int panel, int control) {
             l->userCommit();
             break;
         }
+        case CTRL_TABLE: {
+            QTableView* v = c->asTable()->view();
+            QModelIndex current = v->currentIndex();
+            if (!current.isValid()) return UIEIndexOutOfRange;
+            emit v->activated(current);
+            break;
+        }
         default: return UIEInvalidControlType;
     }
     settle();
@@ -398,11 +413,45 @@ int UiTest_SelectIndex(int panel, int control, int index) {
     Control* c = nullptr;
     if (int rc = reachable(panel, control, &c)) return rc;
     if (!c) return UIEInvalidControl;
+    if (TableControl* t = c->asTable()) {
+        if (index < 0 || index >= t->rows) return UIEIndexOutOfRange;
+        t->userSelect(index, false);
+        settle();
+        return 0;
+    }
     ListControl* l = c->asList();
     if (!l) return UIEInvalidControlType;
     if (index < 0 || index >= l->count()) return UIEIndexOutOfRange;
     if (c->style == CTRL_RING) static_cast<RingControl*>(c)->userSelect(index);
     else static_cast<ListBoxControl*>(c)->userSelect(index);
+    settle();
+    return 0;
+}
+
+static int tableOf(int panel, int control, TableControl** out) {
+    Control* c = nullptr;
+    if (int rc = reachable(panel, control, &c)) return rc;
+    if (!c) return UIEInvalidControl;
+    if (!c->asTable()) return UIEInvalidControlType;
+    *out = c->asTable();
+    return 0;
+}
+
+int UiTest_SelectMoreRows(int panel, int control, int row) {
+    TableControl* t = nullptr;
+    if (int rc = tableOf(panel, control, &t)) return rc;
+    if (row < 0 || row >= t->rows) return UIEIndexOutOfRange;
+    t->userSelect(row, true);
+    settle();
+    return 0;
+}
+
+int UiTest_ScrollTable(int panel, int control, int firstRow) {
+    TableControl* t = nullptr;
+    if (int rc = tableOf(panel, control, &t)) return rc;
+    if (firstRow < 0 || firstRow >= std::max(t->rows, 1)) return UIEIndexOutOfRange;
+    settle();
+    t->userScroll(firstRow);
     settle();
     return 0;
 }
@@ -516,6 +565,44 @@ int UiTest_KeyPress(int panel, int control, int keyCode) {
     return 0;
 }
 
+int UiTest_KeyPressInWindow(int panel, int control, int keyCode) {
+    Control* c = nullptr;
+    if (int rc = reachable(panel, control, &c)) return rc;
+    QString text;
+    Qt::KeyboardModifiers mods;
+    int key = keyOf(keyCode, &text, &mods);
+    if (key == 0) return UIEInvalidAttributeValue;
+    QWidget* w = c ? keyTarget(c) : static_cast<QWidget*>(findPanel(panel)->window);
+    // Shortcuts answer only in the active window.
+    QWidget* top = w->window();
+    top->activateWindow();
+    QCoreApplication::sendPostedEvents();
+    // Without a window manager (offscreen) activation is only asked for; grant it.
+    if (QApplication::activeWindow() != top) QApplication::setActiveWindow(top);
+    if (QApplication::activeWindow() != top) return UIEDisplayUnavailable;
+    // A button's shortcut: Qt would show the button pressed and click it a moment later, from
+    // the event loop; clicking it now spares the test a wait and a repaint.
+    const QKeySequence sequence(QKeyCombination(mods, static_cast<Qt::Key>(key)));
+    QAbstractButton* taker = nullptr;
+    int takers = 0;
+    for (QAbstractButton* b : top->findChildren<QAbstractButton*>())
+        if (b->isVisible() && b->isEnabled() && b->shortcut() == sequence) {
+            taker = b;
+            ++takers;
+        }
+    if (takers == 1) {
+        taker->click();
+        settle();
+        return 0;
+    }
+    // Other shortcuts (menu items) act at once.
+    if (takers == 0 && qt_sendShortcutOverrideEvent(w, 0, key, mods, text)) {
+        settle();
+        return 0;
+    }
+    return UiTest_KeyPress(panel, control, keyCode);
+}
+
 int UiTest_Focus(int panel, int control) {
     Control* c = nullptr;
     if (int rc = reachable(panel, control, &c)) return rc;
@@ -538,6 +625,17 @@ int UiTest_Focus(int panel, int control) {
 int UiTest_ClosePanel(int panel) {
     if (int rc = reachable(panel, 0, nullptr)) return rc;
     findPanel(panel)->window->close();
+    settle();
+    return 0;
+}
+
+int UiTest_ResizePanel(int panel, int height, int width) {
+    if (int rc = reachable(panel, 0, nullptr)) return rc;
+    if (height < 1 || width < 1 || height > 32767 || width > 32767) return UIEInvalidAttributeValue;
+    Panel* p = findPanel(panel);
+    if (!p->sizable) return UIEControlDimmed;
+    p->window->resize(width, height);
+    dispatchPanelEvent(panel, EVENT_PANEL_SIZE, 0, 0);
     settle();
     return 0;
 }
@@ -678,9 +776,23 @@ std::string UiTest_DisplayedText(int panel, int control) {
     if (auto* te = qobject_cast<QPlainTextEdit*>(w)) return te->toPlainText().toStdString();
     if (auto* cb = qobject_cast<QComboBox*>(w)) return cb->currentText().toStdString();
     if (auto* lw = qobject_cast<QListWidget*>(w)) return lw->currentItem() ? lw->currentItem()->text().toStdString() : std::string();
+    if (TableControl* t = c->asTable()) {
+        QModelIndex current = t->view()->currentIndex();
+        std::string row;
+        for (int k = 0; current.isValid() && k < static_cast<int>(t->columns.size()); ++k)
+            row += (k ? "\t" : "") + UiTest_TableCellText(panel, control, current.row(), k);
+        return row;
+    }
     if (auto* b = qobject_cast<QAbstractButton*>(w)) return b->text().toStdString();
     if (auto* l = qobject_cast<QLabel*>(w)) return l->text().toStdString();
     return std::string();
+}
+
+std::string UiTest_TableCellText(int panel, int control, int row, int column) {
+    Control* c = nullptr;
+    if (lookupControl(panel, control, &c) != 0 || !c->asTable()) return std::string();
+    QAbstractItemModel* m = c->asTable()->view()->model();
+    return m->data(m->index(row, column), Qt::DisplayRole).toString().toStdString();
 }
 
 int UiTest_IsShown(int panel, int control) {

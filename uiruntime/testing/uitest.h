@@ -45,6 +45,11 @@ int UiTest_Commit(int panel, int control);
 int UiTest_SetValue(int panel, int control, UiValue value);
 // Chooses an item of a ring, or moves the selection of a list box.
 int UiTest_SelectIndex(int panel, int control, int index);
+// Tables: SelectIndex makes a row the only selected and current row, as a click does; this one
+// adds a row to the selection, as a click with Control held does.
+int UiTest_SelectMoreRows(int panel, int control, int row);
+// The user drags a table's scroll bar until row is the first in view.
+int UiTest_ScrollTable(int panel, int control, int firstRow);
 // Toggles the check mark of a list box item.
 int UiTest_ToggleCheck(int panel, int control, int index);
 int UiTest_Click(int panel, int control, int x, int y);
@@ -60,10 +65,15 @@ int UiTest_MouseUp(int panel, int control, int x, int y);
 int UiTest_Wheel(int panel, int control, int x, int y, int notches);
 // A key code as the runtime gives them (character codes, VAL_*_VKEY, modifiers).
 int UiTest_KeyPress(int panel, int control, int keyCode);
+// The same key pressed with the control's window active, so that a shortcut of that window
+// (a button's, a menu item's) takes it first, as it would for the user.
+int UiTest_KeyPressInWindow(int panel, int control, int keyCode);
 // Moves the focus to a control.
 int UiTest_Focus(int panel, int control);
 // The close box of a panel's title bar.
 int UiTest_ClosePanel(int panel);
+// Drags a panel's frame to a new size (EVENT_PANEL_SIZE follows, as it would for the user).
+int UiTest_ResizePanel(int panel, int height, int width);
 int UiTest_ChooseMenuItem(int menuBar, int item);
 
 // Timers tick only here while the driver runs: one control, or every enabled timer once
@@ -128,8 +138,11 @@ std::vector<int> UiTest_Panels();
 int UiTest_FindPanel(const char* constantName);
 int UiTest_FindControl(int panel, const char* constantName);
 // The text as the user sees it: a number in its format, the chosen item of a ring, the current
-// item of a list box, a button's caption, a text box's content.
+// item of a list box, a button's caption, a text box's content, the cells of a table's current
+// row separated by tabs.
 std::string UiTest_DisplayedText(int panel, int control);
+// A table cell as the table shows it; "" outside the table.
+std::string UiTest_TableCellText(int panel, int control, int row, int column);
 // 1 when the control would be seen: it and its panel (and the panel's parents) are shown.
 int UiTest_IsShown(int panel, int control);
 // Draws a panel as it looks now into a PNG file.

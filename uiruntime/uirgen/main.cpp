@@ -76,6 +76,7 @@ const char* kindOf(int style) {
         case CTRL_PICTURE: return "picture";
         case CTRL_CANVAS: return "canvas";
         case CTRL_TIMER: return "timer";
+        case CTRL_TABLE: return "table";
         default: return "decoration";
     }
 }

@@ -57,6 +57,19 @@ TEST_F(Driver, TimersTickOnDemand) {
     EXPECT_EQ(UiTest_FireTimer(p, EXAMPLE_NAME), UIEInvalidControlType);
 }
 
+TEST_F(Driver, ResizesPanelsAsTheUserDragsTheirFrame) {
+    int p = load(EXAMPLE);
+    g_seen.clear();
+    ASSERT_EQ(UiTest_ResizePanel(p, 300, 500), 0);
+    int width = 0;
+    GetPanelAttribute(p, ATTR_WIDTH, &width);
+    EXPECT_EQ(width, 500);
+    EXPECT_EQ(eventsOf(p, -1), std::vector<int>{EVENT_PANEL_SIZE});
+    SetPanelAttribute(p, ATTR_SIZABLE, 0);
+    EXPECT_EQ(UiTest_ResizePanel(p, 320, 520), UIEControlDimmed);
+    EXPECT_EQ(UiTest_ResizePanel(p, 0, 520), UIEInvalidAttributeValue);
+}
+
 int g_ticks = 0;
 int CountTicks(int, int, int event, void*, int, int) {
     if (event == EVENT_TIMER_TICK && ++g_ticks == 3) QuitUserInterface(0);
