@@ -63,7 +63,12 @@ int applySettings(int fd, const LineSettings& s, uint32_t* actualBaud) {
     default: break;
     }
     if (s.rtsCts) t.c_cflag |= CRTSCTS;
-    t.c_iflag &= ~(IXON | IXOFF | IXANY);
+    // The raw mode again as well: a program that shares the line (socat making a pty, say) may
+    // have reset it, and the reader relies on marked input.
+    t.c_cflag |= CREAD | CLOCAL;
+    t.c_iflag = INPCK | PARMRK;
+    t.c_oflag = 0;
+    t.c_lflag = 0;
     if (s.xonXoff) t.c_iflag |= IXON | IXOFF;
     t.c_cc[VSTART] = s.xon;
     t.c_cc[VSTOP] = s.xoff;

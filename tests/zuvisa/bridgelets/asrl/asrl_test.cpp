@@ -69,6 +69,25 @@ TEST_F(Asrl, LineSettingsReachThePort) {
     viClose(vi);
 }
 
+// Another program on the line (socat making its pty, say) may reset it to its own raw mode;
+// the next setting restores ours, so 0xFF bytes are not taken for error marks.
+TEST_F(Asrl, ASettingRestoresTheRawModeAnotherProgramChanged) {
+    ViSession vi = open();
+    viSetAttribute(vi, VI_ATTR_ASRL_END_IN, VI_ASRL_END_NONE);
+    termios t{};
+    ASSERT_EQ(tcgetattr(pty().master(), &t), 0);
+    cfmakeraw(&t);
+    ASSERT_EQ(tcsetattr(pty().master(), TCSANOW, &t), 0);
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_ASRL_BAUD, 19200), VI_SUCCESS);
+    const std::string bytes("\xFE\xFF\x00\x01\xFF", 5);
+    pty().send(bytes);
+    char buf[8] = {};
+    ViUInt32 n = 0;
+    EXPECT_EQ(viRead(vi, reinterpret_cast<ViPBuf>(buf), 5, &n), VI_SUCCESS_MAX_CNT);
+    EXPECT_EQ(std::string(buf, n), bytes);
+    viClose(vi);
+}
+
 TEST_F(Asrl, SettingsThePortCannotTakeAreRefusedAndChangeNothing) {
     ViSession vi = open();
     struct Refused {
