@@ -278,16 +278,21 @@ TEST_F(Io, LockWaitsUntilTheOtherSessionUnlocks) {
 }
 
 TEST_F(Io, ClosingASessionEndsAReadThatWaitsForever) {
-    ViSession vi = open("GPIB0::5::INSTR");
-    viSetAttribute(vi, VI_ATTR_TMO_VALUE, VI_TMO_INFINITE);
+    // A busy machine may start the reader only after the close, which then finds no session:
+    // try again with a longer head start until the read was really waiting.
     ViStatus st = VI_SUCCESS;
-    std::thread reader([&] {
-        char buf[8];
-        st = viRead(vi, reinterpret_cast<ViPBuf>(buf), sizeof buf, nullptr);
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    EXPECT_EQ(viClose(vi), VI_SUCCESS);
-    reader.join();
+    for (int headStart = 30; headStart <= 960; headStart *= 2) {
+        ViSession vi = open("GPIB0::5::INSTR");
+        viSetAttribute(vi, VI_ATTR_TMO_VALUE, VI_TMO_INFINITE);
+        std::thread reader([&] {
+            char buf[8];
+            st = viRead(vi, reinterpret_cast<ViPBuf>(buf), sizeof buf, nullptr);
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(headStart));
+        EXPECT_EQ(viClose(vi), VI_SUCCESS);
+        reader.join();
+        if (st != VI_ERROR_INV_OBJECT) break;
+    }
     EXPECT_EQ(st, VI_ERROR_ABORT);
 }
 
