@@ -1,6 +1,7 @@
 // Sockets for the tcpip bridgelet and for zusimd: name resolution (IPv4 and IPv6), connecting
 // within a time limit, and sending and receiving under an IoControl (deadline and cancel flag).
-// Every wait is a poll in slices, so that viTerminate and viClose reach a blocked call.
+// Every wait is cut in slices (a poll, or a receive with a slice-long limit), so that viTerminate
+// and viClose reach a blocked call.
 #pragma once
 
 #include <sys/socket.h>
