@@ -39,9 +39,23 @@ ViStatus lost(int err) {
                : VI_ERROR_IO;
 }
 
-bool setNonBlocking(int fd) {
+bool setNonBlocking(int fd, bool on = true) {
     int flags = fcntl(fd, F_GETFL, 0);
-    return flags >= 0 && fcntl(fd, F_SETFL, flags | O_NONBLOCK) == 0;
+    return flags >= 0 && fcntl(fd, F_SETFL, on ? flags | O_NONBLOCK : flags & ~O_NONBLOCK) == 0;
+}
+
+constexpr timeval kSlice{0, kSliceMs * 1000};
+
+// Connecting needs a non-blocking socket; receiving after it waits in the kernel, a slice at a
+// time. Where that cannot be set the socket stays non-blocking and its receives poll.
+void waitInReceive(int fd) {
+    if (setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &kSlice, sizeof kSlice) == 0)
+        setNonBlocking(fd, false);
+}
+
+// Whether a receive may block for a whole slice before the deadline.
+bool sliceFits(const IoControl& io) {
+    return io.infinite || io.deadline - Clock::now() >= std::chrono::milliseconds(kSliceMs);
 }
 
 }  // namespace
@@ -133,6 +147,7 @@ ViStatus connectTo(const std::vector<Endpoint>& to, const IoControl& io, Fd* out
             if (getsockopt(fd.get(), SOL_SOCKET, SO_ERROR, &err, &len) != 0) err = errno;
         }
         if (err == 0) {
+            waitInReceive(fd.get());
             *out = std::move(fd);
             return VI_SUCCESS;
         }
@@ -143,6 +158,17 @@ ViStatus connectTo(const std::vector<Endpoint>& to, const IoControl& io, Fd* out
                      : (result == VI_ERROR_MACHINE_NAVAIL ? result : VI_ERROR_RSRC_NFOUND);
     }
     return result;
+}
+
+bool waitsInReceive(int fd) {
+    int flags = fcntl(fd, F_GETFL, 0);
+    timeval limit{};
+    socklen_t len = sizeof limit;
+    if (flags < 0 || (flags & O_NONBLOCK) ||
+        getsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, &len) != 0)
+        return false;
+    long long us = limit.tv_sec * 1000000LL + limit.tv_usec;
+    return us > 0 && us <= kSliceMs * 1000LL;
 }
 
 ViStatus waitFor(int fd, short events, const IoControl& io) {
@@ -207,11 +233,18 @@ ViStatus sendTwo(int fd, const void* a, size_t na, const void* b, size_t nb, con
     return VI_SUCCESS;
 }
 
-ViStatus recvSome(int fd, void* data, size_t size, const IoControl& io, size_t* got) {
+ViStatus recvSome(int fd, void* data, size_t size, const IoControl& io, size_t* got,
+                  RecvWait wait) {
     *got = 0;
     if (size == 0) return VI_SUCCESS;
+    if (wait == RecvWait::BeforeTry) {
+        ViStatus st = waitFor(fd, POLLIN, io);
+        if (st < 0) return st;
+    }
     for (;;) {
-        ssize_t n = ::recv(fd, data, size, MSG_DONTWAIT);
+        // Near the deadline the wait is a poll, which keeps to it to the millisecond.
+        bool inReceive = wait == RecvWait::InReceive && !io.cancelled() && sliceFits(io);
+        ssize_t n = ::recv(fd, data, size, inReceive ? 0 : MSG_DONTWAIT);
         if (n > 0) {
             *got = static_cast<size_t>(n);
             return VI_SUCCESS;
@@ -219,24 +252,18 @@ ViStatus recvSome(int fd, void* data, size_t size, const IoControl& io, size_t* 
         if (n == 0) return VI_ERROR_CONN_LOST;
         if (errno == EINTR) continue;
         if (errno != EAGAIN && errno != EWOULDBLOCK) return lost(errno);
+        if (inReceive) continue;  // a slice passed: the flag and the deadline are looked at again
         ViStatus st = waitFor(fd, POLLIN, io);
         if (st < 0) return st;
     }
 }
 
-ViStatus recvAfterWait(int fd, void* data, size_t size, const IoControl& io, size_t* got) {
-    *got = 0;
-    ViStatus st = waitFor(fd, POLLIN, io);
-    if (st < 0) return st;
-    return recvSome(fd, data, size, io, got);
-}
-
-ViStatus recvExact(int fd, void* data, size_t size, const IoControl& io) {
+ViStatus recvExact(int fd, void* data, size_t size, const IoControl& io, RecvWait wait) {
     char* p = static_cast<char*>(data);
     size_t have = 0;
     while (have < size) {
         size_t n = 0;
-        ViStatus st = recvSome(fd, p + have, size - have, io, &n);
+        ViStatus st = recvSome(fd, p + have, size - have, io, &n, wait);
         if (st < 0) return st;
         have += n;
     }
@@ -256,10 +283,12 @@ ViStatus StreamReader::readExact(void* data, size_t size, const IoControl& io) {
             continue;
         }
         start_ = end_ = 0;
-        if (size >= buf_.size()) return recvExact(fd_, out, size, io);  // large: no copy
+        RecvWait wait = waitsInReceive_ ? RecvWait::InReceive : RecvWait::AfterTry;
+        if (size >= buf_.size()) return recvExact(fd_, out, size, io, wait);  // large: no copy
         size_t got = 0;
         // An empty buffer mostly means the peer has not answered yet.
-        ViStatus st = recvAfterWait(fd_, buf_.data(), buf_.size(), io, &got);
+        if (!waitsInReceive_) wait = RecvWait::BeforeTry;
+        ViStatus st = recvSome(fd_, buf_.data(), buf_.size(), io, &got, wait);
         if (st < 0) return st;
         end_ = got;
     }

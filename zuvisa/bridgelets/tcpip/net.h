@@ -1,6 +1,7 @@
 // Sockets for the tcpip bridgelet and for zusimd: name resolution (IPv4 and IPv6), connecting
 // within a time limit, and sending and receiving under an IoControl (deadline and cancel flag).
-// Every wait is a poll in slices, so that viTerminate and viClose reach a blocked call.
+// Every wait is cut in slices (a poll, or a receive with a slice-long limit), so that viTerminate
+// and viClose reach a blocked call.
 #pragma once
 
 #include <sys/socket.h>
@@ -57,7 +58,13 @@ ViStatus resolve(const std::string& host, uint16_t port, std::vector<Endpoint>* 
 
 // Connects to the first endpoint that accepts. VI_ERROR_MACHINE_NAVAIL when every endpoint
 // refused, VI_ERROR_TMO when the limit passed first (a host that does not answer).
+// The socket it gives waits in its receives (see waitsInReceive); its sends never block.
 ViStatus connectTo(const std::vector<Endpoint>& to, const IoControl& io, Fd* out, std::string* why);
+
+// Whether a receive on fd may block: a blocking socket whose receive limit is one wait slice,
+// so that a blocked receive still sees the deadline and the cancel flag in time. Asked once
+// per connection; other sockets must be non-blocking.
+bool waitsInReceive(int fd);
 
 // Waits until fd is readable (POLLIN) or writable; VI_ERROR_TMO or VI_ERROR_ABORT otherwise.
 ViStatus waitFor(int fd, short events, const IoControl& io);
@@ -67,19 +74,27 @@ ViStatus sendAll(int fd, const void* data, size_t size, const IoControl& io,
                  size_t* done = nullptr);
 // Sends two buffers in one call where the kernel takes them (a header and its payload).
 ViStatus sendTwo(int fd, const void* a, size_t na, const void* b, size_t nb, const IoControl& io);
+// How a receive waits for data that is not there yet.
+enum class RecvWait {
+    AfterTry,   // try first, then poll: the data is likely there already
+    BeforeTry,  // poll first: an answer just asked for (saves the receive that finds nothing)
+    InReceive,  // the receive itself waits, a slice at a time (a socket that waitsInReceive):
+                // one call per answer instead of a poll and a receive
+};
 // Receives at least one byte and at most size. VI_ERROR_CONN_LOST at the end of the stream.
-ViStatus recvSome(int fd, void* data, size_t size, const IoControl& io, size_t* got);
-// The same, waiting first: for an answer that cannot have arrived yet (just after a request),
-// which saves the receive that would find nothing.
-ViStatus recvAfterWait(int fd, void* data, size_t size, const IoControl& io, size_t* got);
+ViStatus recvSome(int fd, void* data, size_t size, const IoControl& io, size_t* got,
+                  RecvWait wait = RecvWait::AfterTry);
 // Receives exactly size bytes.
-ViStatus recvExact(int fd, void* data, size_t size, const IoControl& io);
+ViStatus recvExact(int fd, void* data, size_t size, const IoControl& io,
+                   RecvWait wait = RecvWait::AfterTry);
 // Exact reads from a stream socket through a buffer of its own, so that a header and what
 // follows it usually come in one receive. Capacity 0 reads straight from the socket, for a
 // connection that another reader takes over later.
 class StreamReader {
 public:
-    explicit StreamReader(int fd, size_t capacity = 16 * 1024) : fd_(fd), buf_(capacity) {}
+    explicit StreamReader(int fd, size_t capacity = 16 * 1024)
+        : fd_(fd), buf_(capacity),
+          waitsInReceive_(capacity && waitsInReceive(fd)) {}
     ViStatus readExact(void* data, size_t size, const IoControl& io);
     size_t buffered() const { return end_ - start_; }
     int fd() const { return fd_; }
@@ -87,6 +102,7 @@ public:
 private:
     int fd_;
     std::vector<uint8_t> buf_;
+    bool waitsInReceive_;
     size_t start_ = 0, end_ = 0;
 };
 

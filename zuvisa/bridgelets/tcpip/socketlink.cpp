@@ -19,7 +19,10 @@ constexpr size_t kOutHold = 64 * 1024;  // held bytes leave once this many wait
 
 class SocketLink : public Link {
   public:
-    explicit SocketLink(Fd fd) : fd_(std::move(fd)), in_(kInSize) { setNoDelay(fd_.get(), true); }
+    explicit SocketLink(Fd fd)
+        : fd_(std::move(fd)), in_(kInSize), waitsInReceive_(waitsInReceive(fd_.get())) {
+        setNoDelay(fd_.get(), true);
+    }
 
     ViStatus write(const ViByte* buf, size_t count, bool end, const IoControl& io,
                    size_t* done) override {
@@ -76,18 +79,18 @@ class SocketLink : public Link {
             start_ = end_ = 0;
             size_t n = 0;
             ViStatus st;
+            RecvWait wait = waitsInReceive_ ? RecvWait::InReceive
+                            : justWrote_    ? RecvWait::BeforeTry
+                                            : RecvWait::AfterTry;
+            justWrote_ = false;
             if (!opt.termCharEnabled && count - got >= kInSize) {
                 // Large reads go straight to the caller's buffer.
-                st = recvSome(fd_.get(), buf + got, count - got, io, &n);
+                st = recvSome(fd_.get(), buf + got, count - got, io, &n, wait);
                 got += n;
-            } else if (justWrote_) {
-                st = recvAfterWait(fd_.get(), in_.data(), in_.size(), io, &n);
-                end_ = n;
             } else {
-                st = recvSome(fd_.get(), in_.data(), in_.size(), io, &n);
+                st = recvSome(fd_.get(), in_.data(), in_.size(), io, &n, wait);
                 end_ = n;
             }
-            justWrote_ = false;
             if (st < 0) {
                 *done = got;
                 // The peer closed after a whole message: that was its end.
@@ -203,7 +206,8 @@ class SocketLink : public Link {
     size_t start_ = 0, end_ = 0;
     std::vector<ViByte> out_;
     ViUInt16 protocol_ = VI_PROT_NORMAL;
-    bool justWrote_ = false;  // the next read waits before it receives
+    bool waitsInReceive_;
+    bool justWrote_ = false;  // the next read polls before it receives
 };
 
 }  // namespace
