@@ -11,6 +11,7 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "../../testbench.h"
@@ -19,6 +20,19 @@
 #include "zuvisa/bridgelets/tcpip/net.h"
 
 namespace zuvisa::testing {
+
+// The demo LAN instrument's identity.
+inline const std::string kIdn = "ZU Instruments,LAN-1 (simulated),SIM0001,1.0\n";
+
+// A text out, and what came back with its status, for the link tests.
+inline ViStatus send(ViSession vi, const std::string& text) {
+    return writeText(vi, text);
+}
+inline std::pair<ViStatus, std::string> receive(ViSession vi, ViUInt32 count) {
+    ViStatus st = VI_SUCCESS;
+    std::string text = readText(vi, &st, count);
+    return {st, text};
+}
 
 // zusimd's three front ends on the LAN test file.
 class Zusimd {

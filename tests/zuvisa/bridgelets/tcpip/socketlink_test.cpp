@@ -33,20 +33,6 @@ class SocketLink : public ::testing::Test {
     ViSession rm = 0;
 };
 
-ViStatus send(ViSession vi, const std::string& text) {
-    ViUInt32 n = 0;
-    return viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()),
-                   static_cast<ViUInt32>(text.size()), &n);
-}
-
-std::pair<ViStatus, std::string> receive(ViSession vi, ViUInt32 count) {
-    std::string buf(count, '\0');
-    ViUInt32 n = 0;
-    ViStatus st = viRead(vi, reinterpret_cast<ViPBuf>(buf.data()), count, &n);
-    buf.resize(n);
-    return {st, buf};
-}
-
 TEST_F(SocketLink, ReadsEndOnTermCharCountOrWhatArrived) {
     ViSession vi = open(sim.socketName());
     const std::string idn = "ZU Instruments,LAN-1 (simulated),SIM0001,1.0\n";

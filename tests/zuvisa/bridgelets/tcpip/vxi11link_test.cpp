@@ -16,22 +16,6 @@ namespace {
 using namespace std::chrono;
 using namespace zuvisa::tcpip;
 
-ViStatus send(ViSession vi, const std::string& text) {
-    ViUInt32 n = 0;
-    return viWrite(vi, reinterpret_cast<ViConstBuf>(text.data()),
-                   static_cast<ViUInt32>(text.size()), &n);
-}
-
-std::pair<ViStatus, std::string> receive(ViSession vi, ViUInt32 count) {
-    std::string buf(count, '\0');
-    ViUInt32 n = 0;
-    ViStatus st = viRead(vi, reinterpret_cast<ViPBuf>(buf.data()), count, &n);
-    buf.resize(n);
-    return {st, buf};
-}
-
-const std::string kIdn = "ZU Instruments,LAN-1 (simulated),SIM0001,1.0\n";
-
 class Vxi11Link : public ::testing::Test {
   protected:
     explicit Vxi11Link(zusimd::Options o = {}) : sim(o), config(lanConfig(sim.portmapperPort())) {}
