@@ -54,6 +54,9 @@ struct Served {
     int socketPort = -1;       // SOCKET resources: the port the file names
     bool isSocket = false;
     std::shared_ptr<Locks> locks = std::make_shared<Locks>();
+    // Held from a SOCKET client's message until its answer is taken, so that the answer goes
+    // to the connection that asked for it.
+    std::shared_ptr<std::mutex> dialogue = std::make_shared<std::mutex>();
     std::shared_ptr<zuvisa::sim::Device> messageDevice;
 };
 

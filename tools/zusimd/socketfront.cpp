@@ -1,5 +1,5 @@
 // SOCKET: each SOCKET instrument of the files listens on a port of its own. What a client
-// sends goes to the instrument as it comes (a line feed ends a message); whatever the
+// sends goes to the instrument a message at a time (a line feed ends a message); whatever the
 // instrument answers goes back at once.
 #include <poll.h>
 
@@ -41,6 +41,9 @@ class SocketFrontend : public Frontend {
     }
 
   private:
+    // Each connection gathers its own message; the whole message goes to the instrument and
+    // its answer comes back under the instrument's dialogue lock, so clients that talk at the
+    // same time neither mix their bytes nor take each other's answers.
     void serve(const Served& s, int fd, const std::string& peer, const std::atomic<bool>& stop) {
         std::unique_ptr<Link> link;
         if (bench_.open(s, nullptr, &link) < 0) {
@@ -49,21 +52,31 @@ class SocketFrontend : public Frontend {
         }
         tcpip::setNoDelay(fd, true);
         std::vector<ViByte> buf(64 * 1024);
+        std::vector<ViByte> message;
         size_t in = 0, out = 0;
+        bool gone = false;
         std::string end = "closed by the client";
         IoControl forever = IoControl::fromTimeout(VI_TMO_INFINITE, &stop);
-        for (;;) {
-            // Answers first: they may be waiting from the last message.
-            while (bench_.pendingOutput(s) > 0) {
+        // Sends what the instrument has to say; with the dialogue lock held.
+        auto passAnswers = [&] {
+            while (!gone && bench_.pendingOutput(s) > 0) {
                 size_t n = 0;
                 ReadOptions opt;
                 link->read(buf.data(), buf.size(), opt, IoControl::fromTimeout(0, nullptr), &n);
                 if (n == 0) break;
                 if (tcpip::sendAll(fd, buf.data(), n, forever) < 0) {
                     end = "client gone";
-                    n = 0;
+                    gone = true;
+                    break;
                 }
                 out += n;
+            }
+        };
+        while (!gone) {
+            // Output nobody asked for (an action's message) goes to whoever looks first.
+            if (bench_.pendingOutput(s) > 0) {
+                std::lock_guard<std::mutex> lock(*s.dialogue);
+                passAnswers();
             }
             pollfd p{fd, POLLIN, 0};
             int rc = ::poll(&p, 1, 10);
@@ -74,13 +87,23 @@ class SocketFrontend : public Frontend {
             if (rc <= 0) continue;
             size_t n = 0;
             if (tcpip::recvSome(fd, buf.data(), buf.size(), forever, &n) < 0) break;
-            size_t done = 0;
-            link->write(buf.data(), n, buf[n - 1] == '\n', forever, &done);
             in += n;
+            message.insert(message.end(), buf.begin(), buf.begin() + static_cast<long>(n));
+            bool whole = message.back() == '\n';
+            // A block too long to hold goes on in pieces, as one client's bytes.
+            if (!whole && message.size() < kLongestHeldMessage) continue;
+            std::lock_guard<std::mutex> lock(*s.dialogue);
+            size_t done = 0;
+            link->write(message.data(), message.size(), whole, forever, &done);
+            message.clear();
+            passAnswers();
         }
+        if (!message.empty()) end += " (" + std::to_string(message.size()) + " bytes of an unfinished message dropped)";
         logLine("SOCKET " + peer + " -> " + s.resource + ": " + std::to_string(in) + " bytes in, " +
                 std::to_string(out) + " bytes out, " + end);
     }
+
+    static constexpr size_t kLongestHeldMessage = 1u << 20;
 
     Bench& bench_;
     Options options_;

@@ -5,33 +5,12 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <chrono>
-
-#include "../../support/tempdir.h"
+#include "tests/support/tempdir.h"
+#include "tests/tools/zusimd/lineio.h"
 #include "tools/zusimd/frontends.h"
 
 namespace zusimd {
 namespace {
-
-std::string data(const std::string& file) {
-    const char* dir = getenv("TALMIK_TEST_DATA");
-    return std::string(dir ? dir : ".") + "/" + file;
-}
-
-std::string answer(int fd, int ms = 2000) {
-    std::string got;
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-    while (got.empty() || got.back() != '\n') {
-        int left = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count());
-        pollfd p{fd, POLLIN, 0};
-        if (left <= 0 || poll(&p, 1, left) <= 0) break;
-        char buf[256];
-        ssize_t n = read(fd, buf, sizeof buf);
-        if (n <= 0) break;
-        got.append(buf, static_cast<size_t>(n));
-    }
-    return got;
-}
 
 TEST(ZusimdSerial, ASerialInstrumentAnswersOnItsTerminalUntilTheServerStops) {
     TempDir dir;
