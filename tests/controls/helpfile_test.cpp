@@ -245,6 +245,10 @@ void* operator new(size_t size, const std::nothrow_t&) noexcept {
     if (watchingAllocations && size > largestAllocation) largestAllocation = size;
     return std::malloc(size ? size : 1);
 }
+// GCC's optimiser takes free() inside a replaced delete for a mismatch; the pairing is ours.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete(void* p, size_t) noexcept { std::free(p); }
 void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
+#pragma GCC diagnostic pop
