@@ -21,7 +21,7 @@
 
 namespace zuvisa {
 
-inline constexpr int kBridgeletAbi = 3;
+inline constexpr int kBridgeletAbi = 4;
 
 using Clock = std::chrono::steady_clock;
 
@@ -163,6 +163,9 @@ public:
     virtual const char* name() const = 0;
     // Appends every resource that the bridgelet can reach now.
     virtual void enumerate(std::vector<ResourceInfo>& out) = 0;
+    // Appends the resources it knows without waiting for anything (a network search): what a
+    // name to open is looked up in.
+    virtual void enumerateKnown(std::vector<ResourceInfo>& out) { enumerate(out); }
     // Opens a session's link to the resource with this canonical name, or answers
     // VI_ERROR_RSRC_NFOUND when the resource is not this bridgelet's. A success code other
     // than VI_SUCCESS (such as VI_SUCCESS_DEV_NPRESENT) is passed on to the caller of viOpen.

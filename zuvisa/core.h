@@ -86,6 +86,8 @@ struct Backend {
     bool catalogValid = false;
 
     std::vector<Found> enumerate();  // fresh enumeration, also refreshes the catalog
+    // Where viOpen looks a name up: the last find's catalog, else what the bridgelets know
+    // without searching the network (a LAN search waits most of a second for answers).
     bool lookup(const std::string& canonical, Found* out);
     // Resolves an alias (case-insensitive) and parses; *alias gets the alias that names the
     // resource, if any.

@@ -172,12 +172,18 @@ void initialAttributes(const ResourceName& n, uint32_t kind, const ResourceInfo&
 
 // ---- backend ---------------------------------------------------------------------------------
 
-std::vector<Found> Backend::enumerate() {
+namespace {
+
+// Every bridgelet's resources, each name once: the first bridgelet that lists a name has it.
+std::vector<Found> collect(const std::vector<std::unique_ptr<Bridgelet>>& bridgelets, bool known) {
     std::vector<Found> out;
     std::set<std::string> seen;
     for (size_t b = 0; b < bridgelets.size(); ++b) {
         std::vector<ResourceInfo> infos;
-        bridgelets[b]->enumerate(infos);
+        if (known)
+            bridgelets[b]->enumerateKnown(infos);
+        else
+            bridgelets[b]->enumerate(infos);
         for (ResourceInfo& info : infos) {
             Found f;
             if (parseResourceName(info.name, &f.name) != VI_SUCCESS) {
@@ -185,39 +191,24 @@ std::vector<Found> Backend::enumerate() {
                                                 " reported an invalid resource name: " + info.name);
                 continue;
             }
-            if (!seen.insert(f.name.canonical).second) continue;  // first bridgelet wins
+            if (!seen.insert(f.name.canonical).second) continue;
             f.info = std::move(info);
             f.info.name = f.name.canonical;
             f.bridgelet = b;
             out.push_back(std::move(f));
         }
     }
-    std::lock_guard<std::mutex> lock(catalogMutex);
-    catalog = out;
-    catalogValid = true;
     return out;
 }
 
-bool Backend::lookup(const std::string& canonical, Found* out) {
-    {
-        std::lock_guard<std::mutex> lock(catalogMutex);
-        if (catalogValid) {
-            for (const Found& f : catalog) {
-                if (f.name.canonical == canonical) {
-                    *out = f;
-                    return true;
-                }
-            }
-        }
-    }
-    std::vector<Found> all = enumerate();
+// The entry for canonical, or for another spelling of it.
+bool findIn(const std::vector<Found>& all, const std::string& canonical, Found* out) {
     for (const Found& f : all) {
         if (f.name.canonical == canonical) {
             *out = f;
             return true;
         }
     }
-    // Another spelling of a listed resource opens that resource.
     ResourceName wanted;
     if (parseResourceName(canonical, &wanted) != VI_SUCCESS) return false;
     for (const Found& f : all) {
@@ -227,6 +218,24 @@ bool Backend::lookup(const std::string& canonical, Found* out) {
         }
     }
     return false;
+}
+
+}  // namespace
+
+std::vector<Found> Backend::enumerate() {
+    std::vector<Found> out = collect(bridgelets, false);
+    std::lock_guard<std::mutex> lock(catalogMutex);
+    catalog = out;
+    catalogValid = true;
+    return out;
+}
+
+bool Backend::lookup(const std::string& canonical, Found* out) {
+    {
+        std::lock_guard<std::mutex> lock(catalogMutex);
+        if (catalogValid && findIn(catalog, canonical, out)) return true;
+    }
+    return findIn(collect(bridgelets, true), canonical, out);
 }
 
 ViStatus Backend::resolve(const std::string& text, ResourceName* name, std::string* alias) const {

@@ -229,4 +229,14 @@ std::vector<std::string> Discoverer::resources() {
     return last_;
 }
 
+std::vector<std::string> Discoverer::known() {
+    std::lock_guard<std::mutex> lock(m_);
+    return last_;
+}
+
+bool Discoverer::searching() {
+    std::lock_guard<std::mutex> lock(m_);
+    return running_;
+}
+
 }  // namespace zuvisa::tcpip

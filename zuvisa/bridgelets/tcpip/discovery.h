@@ -51,6 +51,9 @@ class Discoverer {
 
     void kick();
     std::vector<std::string> resources();
+    // The configured resources and those of the last finished round, without waiting.
+    std::vector<std::string> known();
+    bool searching();  // a round is running
 
   private:
     void startLocked();

@@ -79,8 +79,10 @@ TcpipBridgelet::TcpipBridgelet(Config c, std::function<void(int, const std::stri
 
 TcpipBridgelet::~TcpipBridgelet() = default;
 
-void TcpipBridgelet::enumerate(std::vector<ResourceInfo>& out) {
-    for (const std::string& name : discoverer_->resources()) {
+namespace {
+
+void listAll(const std::vector<std::string>& names, std::vector<ResourceInfo>& out) {
+    for (const std::string& name : names) {
         ResourceInfo info;
         info.name = name;
         ResourceName n;
@@ -90,6 +92,16 @@ void TcpipBridgelet::enumerate(std::vector<ResourceInfo>& out) {
         }
         out.push_back(std::move(info));
     }
+}
+
+}  // namespace
+
+void TcpipBridgelet::enumerate(std::vector<ResourceInfo>& out) {
+    listAll(discoverer_->resources(), out);
+}
+
+void TcpipBridgelet::enumerateKnown(std::vector<ResourceInfo>& out) {
+    listAll(discoverer_->known(), out);
 }
 
 ViStatus TcpipBridgelet::open(const std::string& canonicalName, ViUInt32 openTimeout,

@@ -39,6 +39,7 @@ class TcpipBridgelet : public Bridgelet {
 
     const char* name() const override { return "tcpip"; }
     void enumerate(std::vector<ResourceInfo>& out) override;
+    void enumerateKnown(std::vector<ResourceInfo>& out) override;
     ViStatus open(const std::string& canonicalName, ViUInt32 openTimeout, EventSink* events,
                   std::unique_ptr<Link>* link) override;
 

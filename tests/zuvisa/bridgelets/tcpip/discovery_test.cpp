@@ -56,5 +56,16 @@ TEST(Discovery, SwitchedOffMethodsSaySo) {
     EXPECT_EQ(r.reports[2].outcome, "switched off in the configuration");
 }
 
+TEST(Discovery, WhatIsKnownComesWithoutWaitingForARound) {
+    DiscoverySettings s;
+    s.configured = {"TCPIP0::10.0.0.9::inst0::INSTR"};
+    s.mdns = false;
+    s.windowMs = 5000;
+    s.portmapperPort = 9;
+    Discoverer d(s);
+    EXPECT_EQ(d.known(), s.configured);
+    EXPECT_TRUE(d.searching()) << "the answer waited for the network search";
+}  // the round ends early with its discoverer
+
 }  // namespace
 }  // namespace zuvisa::tcpip
