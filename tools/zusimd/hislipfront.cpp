@@ -149,6 +149,7 @@ class HislipFrontend : public Frontend {
         size_t messages = 0;
         std::string end = "closed by the client";
         std::vector<ViByte> buf(64 * 1024);
+        std::vector<uint8_t> payload;  // its room serves every message
         for (;;) {
             // Answers the instrument has, with the id of the message that asked.
             while (bench_.pendingOutput(*s) > 0) {
@@ -178,7 +179,6 @@ class HislipFrontend : public Frontend {
             }
             if (rc <= 0) continue;
             Header h;
-            std::vector<uint8_t> payload;
             ViStatus st = readMessage(in, kMaxMessage, stop, &h, &payload);
             if (st == VI_ERROR_INV_FMT) {
                 fatal(fd, kFatalBadHeader, "bad header");

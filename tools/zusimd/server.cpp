@@ -36,6 +36,8 @@ void TcpServer::acceptLoop() {
         if (::poll(&p, 1, 20) <= 0) continue;
         int c = ::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (c < 0) continue;
+        // A request then costs one receive, not a poll and a receive.
+        zuvisa::tcpip::waitInReceive(c);
         std::lock_guard<std::mutex> lock(m_);
         // Finished connections are joined as new ones come.
         for (auto it = connections_.begin(); it != connections_.end();) {

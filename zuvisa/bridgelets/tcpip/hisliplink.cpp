@@ -197,7 +197,7 @@ class HislipLink : public Link {
             }
             if (got == count) return VI_SUCCESS_MAX_CNT;
             if (broken_) return VI_ERROR_CONN_LOST;
-            Message m;
+            Message& m = incoming_;  // kept, so that its payload's room serves the next one
             ViStatus st = readMessage(in_, clientMax(), io, &m);
             if (st < 0) {
                 if (st == VI_ERROR_CONN_LOST || st == kMalformedReply) broken_ = true;
@@ -208,7 +208,7 @@ class HislipLink : public Link {
                 case kDataEnd:
                     // Synchronized mode: an answer to a message before the last query is stale.
                     if (!overlap_ && stale(m.h.parameter)) break;
-                    pending_ = std::move(m.payload);
+                    pending_.swap(m.payload);
                     pendingAt_ = 0;
                     pendingEnd_ = m.h.type == kDataEnd;
                     break;
@@ -497,6 +497,7 @@ class HislipLink : public Link {
     bool broken_ = false;
     ViUInt32 tmo_ = 2000;
     std::vector<uint8_t> pending_;
+    Message incoming_;
     size_t pendingAt_ = 0;
     bool pendingEnd_ = false;
 };

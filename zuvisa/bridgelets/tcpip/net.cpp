@@ -46,13 +46,6 @@ bool setNonBlocking(int fd, bool on = true) {
 
 constexpr timeval kSlice{0, kSliceMs * 1000};
 
-// Connecting needs a non-blocking socket; receiving after it waits in the kernel, a slice at a
-// time. Where that cannot be set the socket stays non-blocking and its receives poll.
-void waitInReceive(int fd) {
-    if (setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &kSlice, sizeof kSlice) == 0)
-        setNonBlocking(fd, false);
-}
-
 // Whether a receive may block for a whole slice before the deadline.
 bool sliceFits(const IoControl& io) {
     return io.infinite || io.deadline - Clock::now() >= std::chrono::milliseconds(kSliceMs);
@@ -158,6 +151,11 @@ ViStatus connectTo(const std::vector<Endpoint>& to, const IoControl& io, Fd* out
                      : (result == VI_ERROR_MACHINE_NAVAIL ? result : VI_ERROR_RSRC_NFOUND);
     }
     return result;
+}
+
+void waitInReceive(int fd) {
+    if (setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &kSlice, sizeof kSlice) == 0)
+        setNonBlocking(fd, false);
 }
 
 bool waitsInReceive(int fd) {

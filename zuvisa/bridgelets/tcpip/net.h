@@ -61,6 +61,11 @@ ViStatus resolve(const std::string& host, uint16_t port, std::vector<Endpoint>* 
 // The socket it gives waits in its receives (see waitsInReceive); its sends never block.
 ViStatus connectTo(const std::vector<Endpoint>& to, const IoControl& io, Fd* out, std::string* why);
 
+// Makes fd's receives wait in the kernel, a slice at a time (connecting needs a non-blocking
+// socket; receiving after it does not). Where that cannot be set fd stays non-blocking and
+// its receives poll.
+void waitInReceive(int fd);
+
 // Whether a receive on fd may block: a blocking socket whose receive limit is one wait slice,
 // so that a blocked receive still sees the deadline and the cancel flag in time. Asked once
 // per connection; other sockets must be non-blocking.
