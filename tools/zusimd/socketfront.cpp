@@ -3,7 +3,10 @@
 // instrument answers goes back at once.
 #include <poll.h>
 
+#include <algorithm>
+
 #include "tools/zusimd/frontends.h"
+#include "zuvisa/bridgelets/sim/simdevice.h"
 
 namespace zusimd {
 
@@ -89,13 +92,14 @@ class SocketFrontend : public Frontend {
             if (tcpip::recvSome(fd, buf.data(), buf.size(), forever, &n) < 0) break;
             in += n;
             message.insert(message.end(), buf.begin(), buf.begin() + static_cast<long>(n));
-            bool whole = message.back() == '\n';
+            size_t ready = wholeMessages(message, s.messageDevice->endOfMessage().q);
             // A block too long to hold goes on in pieces, as one client's bytes.
-            if (!whole && message.size() < kLongestHeldMessage) continue;
+            if (ready == 0 && message.size() >= kLongestHeldMessage) ready = message.size();
+            if (ready == 0) continue;
             std::lock_guard<std::mutex> lock(*s.dialogue);
             size_t done = 0;
-            link->write(message.data(), message.size(), whole, forever, &done);
-            message.clear();
+            link->write(message.data(), ready, message[ready - 1] == '\n', forever, &done);
+            message.erase(message.begin(), message.begin() + static_cast<long>(ready));
             passAnswers();
         }
         if (!message.empty()) end += " (" + std::to_string(message.size()) + " bytes of an unfinished message dropped)";
@@ -104,6 +108,19 @@ class SocketFrontend : public Frontend {
     }
 
     static constexpr size_t kLongestHeldMessage = 1u << 20;
+
+    // How many bytes at the front of what a client sent make whole messages: up to the last
+    // end of message of the instrument's own, or the last line feed.
+    static size_t wholeMessages(const std::vector<ViByte>& bytes, const std::string& eom) {
+        size_t upTo = 0;
+        for (size_t i = bytes.size(); i-- > 0 && upTo == 0;) {
+            if (bytes[i] == '\n') upTo = i + 1;
+            if (!eom.empty() && i + eom.size() <= bytes.size() &&
+                std::equal(eom.begin(), eom.end(), bytes.begin() + static_cast<long>(i)))
+                upTo = std::max(upTo, i + eom.size());
+        }
+        return upTo;
+    }
 
     Bench& bench_;
     Options options_;

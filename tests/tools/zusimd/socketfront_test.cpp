@@ -31,9 +31,10 @@ bool send(int fd, const std::string& text) {
 
 class ZusimdSocket : public ::testing::Test {
   protected:
-    void SetUp() override {
+    void SetUp() override { serve("../../zuvisa/data/lan.yaml"); }
+    void serve(const std::string& file) {
         std::vector<std::string> problems;
-        ASSERT_TRUE(bench_.load({data("../../zuvisa/data/lan.yaml")}, &problems));
+        ASSERT_TRUE(bench_.load({data(file)}, &problems));
         front_ = makeSocketFrontend(bench_, Options{});
         std::vector<std::string> lines;
         std::string why;
@@ -66,6 +67,25 @@ TEST_F(ZusimdSocket, TwoClientsOfOneInstrumentEachGetTheirOwnAnswers) {
     }
     close(a);
     close(b);
+}
+
+class ZusimdCrSocket : public ZusimdSocket {
+  protected:
+    void SetUp() override { serve("crsocket.yaml"); }
+};
+
+TEST_F(ZusimdCrSocket, MessagesEndWhereTheInstrumentEndsThem) {
+    int fd = connectTo(port_);
+    ASSERT_GE(fd, 0);
+    const std::string idn = "ZU Instruments,CNT-1 (simulated),SIM0002,1.0\n";
+    ASSERT_TRUE(send(fd, "*IDN?\r"));
+    EXPECT_EQ(answer(fd), idn);
+    // A whole message with the start of the next is answered before the rest comes.
+    ASSERT_TRUE(send(fd, "*IDN?\r*ID"));
+    EXPECT_EQ(answer(fd), idn);
+    ASSERT_TRUE(send(fd, "N?\r"));
+    EXPECT_EQ(answer(fd), idn);
+    close(fd);
 }
 
 TEST_F(ZusimdSocket, HalfMessagesOfTwoClientsDoNotMix) {

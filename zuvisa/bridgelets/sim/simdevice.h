@@ -53,6 +53,7 @@ public:
     void detach(EventSink* sink);
     const std::shared_ptr<Sinks>& sinks() const { return sinks_; }
     const DeviceDef& definition() const { return *def_; }
+    const Eom& endOfMessage() const { return eom_; }
 
     // Called (with the device's lock held) with the index of each action that a command or a
     // trigger starts; the receiver schedules it and must not call back into the device.
