@@ -1,6 +1,6 @@
 """Independent peers on the network side: Debian's pyvisa-py and lxi-tools talk to zusimd,
 ZU-VISA (through Debian's PyVISA) talks to zusimd and to a plain socat socket, and finds
-zusimd's instruments; portconf lists them.
+zusimd's instruments, also those that Avahi announces; portconf lists them.
 
 Usage: lan_peers.py <zusimd> <libzuvisa.so> <portconf> <device file>
 VXI-11 peers need the portmapper port 111: those checks take a lock file so that test runs on
@@ -178,6 +178,119 @@ def zuvisa_checks(sim, library, portconf, folder):
     rm.close()
 
 
+class Avahi:
+    """An Avahi daemon: the one running, or one started here (with a system bus if there is
+    none) and stopped again at the end."""
+
+    def __init__(self):
+        self.started_daemon = False
+        self.bus_pid = None
+        self.publishers = []
+
+    @staticmethod
+    def running():
+        return subprocess.run(["avahi-daemon", "--check"], capture_output=True).returncode == 0
+
+    @staticmethod
+    def bus_answers():
+        try:
+            with socket.socket(socket.AF_UNIX) as s:
+                s.connect("/run/dbus/system_bus_socket")
+            return True
+        except OSError:
+            return False
+
+    def start(self):
+        """None when a daemon runs, else why there is none."""
+        if self.running():
+            return None
+        if os.geteuid() != 0:
+            return "no avahi-daemon runs, and only root may start one"
+        if not self.bus_answers():
+            for stale in ("/run/dbus/system_bus_socket", "/run/dbus/pid"):
+                if os.path.exists(stale):
+                    os.unlink(stale)
+            os.makedirs("/run/dbus", exist_ok=True)
+            out = subprocess.run(["dbus-daemon", "--system", "--fork", "--print-pid"],
+                                 capture_output=True, text=True)
+            if out.returncode != 0:
+                return "the system bus does not start: " + out.stderr.strip()
+            self.bus_pid = int(out.stdout.split()[0])
+        out = subprocess.run(["avahi-daemon", "-D"], capture_output=True, text=True)
+        self.started_daemon = out.returncode == 0
+        deadline = time.time() + 5
+        while not self.running() and time.time() < deadline:
+            time.sleep(0.1)
+        return None if self.running() else "avahi-daemon does not start: " + out.stderr.strip()
+
+    def publish(self, name, service, port):
+        self.publishers.append(subprocess.Popen(["avahi-publish", "-s", name, service, str(port)],
+                                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
+
+    def stop(self):
+        for p in self.publishers:
+            p.terminate()
+            p.wait()
+        if self.started_daemon:
+            subprocess.run(["avahi-daemon", "-k"], capture_output=True)
+        if self.bus_pid:
+            os.kill(self.bus_pid, 15)
+
+
+def mdns_checks(program, library, portconf, device_file, folder):
+    if not all(shutil.which(p) for p in ("avahi-daemon", "avahi-publish", "dbus-daemon")):
+        skip("mDNS discovery", "avahi-daemon, avahi-utils or dbus is not installed")
+        return
+    import pyvisa
+    avahi = Avahi()
+    why = avahi.start()
+    if why:
+        skip("mDNS discovery", why)
+        return
+    # Announced services carry the machine's own addresses: zusimd answers on all of them.
+    sim = Zusimd(program, device_file, ["--address", "0.0.0.0", "--no-111", "--no-vxi11"])
+    try:
+        socket_port = sim.port(r"::(\d+)::SOCKET serves")
+        hislip_port = sim.port(r"hislip0,(\d+)::INSTR serves")
+        tag = str(os.getpid())
+        avahi.publish("ZU bench socket " + tag, "_scpi-raw._tcp", socket_port)
+        avahi.publish("ZU bench hislip " + tag, "_hislip._tcp", hislip_port)
+        config = os.path.join(folder, "mdns.ini")
+        with open(config, "w") as f:
+            f.write("[Bridgelets]\nsim = False\ntcpip = True\n")
+        os.environ["ZUVISA_CONFIG"] = config
+        wanted = {"::%d::SOCKET" % socket_port: "_scpi-raw._tcp",
+                  "hislip0,%d::INSTR" % hislip_port: "_hislip._tcp"}
+        names = {}
+        deadline = time.time() + 10
+        while len(names) < len(wanted) and time.time() < deadline:
+            rm = pyvisa.ResourceManager(library)
+            for n in rm.list_resources("TCPIP?*"):
+                for end in wanted:
+                    if n.endswith(end):
+                        names[end] = n
+            rm.close()
+        if not names:
+            skip("mDNS discovery", "avahi-daemon announced nothing here (no multicast interface?)")
+            return
+        rm = pyvisa.ResourceManager(library)
+        for end, service in wanted.items():
+            name = names.get(end)
+            check("ZU-VISA finds a service announced as " + service, name is not None, names)
+            if name:
+                r = rm.open_resource(name, read_termination="\n", write_termination="\n")
+                check("PyVISA through ZU-VISA queries the announced " + name,
+                      r.query("*IDN?").startswith("ZU Instruments,LAN-1"))
+                r.close()
+        rm.close()
+        out = subprocess.run([portconf, "list", "--why"], capture_output=True, text=True, timeout=60)
+        check("portconf list --why counts the announced services",
+              re.search(r"mDNS: [1-9]\d* service\(s\) announced", out.stdout), out.stdout)
+    finally:
+        sim.stop()
+        avahi.stop()
+
+
 def main():
     program, library, portconf, device_file = sys.argv[1:5]
     folder = tempfile.mkdtemp(prefix="zuvisa-lan-")
@@ -194,6 +307,7 @@ def main():
     finally:
         code, err = sim.stop()
         fcntl.flock(lock, fcntl.LOCK_UN)
+    mdns_checks(program, library, portconf, device_file, folder)
     check("zusimd stops cleanly on SIGTERM", code == 0, code)
     check("zusimd logs one line per connection", "VXI-11 core" in err and "SOCKET" in err and "HiSLIP" in err, err)
     shutil.rmtree(folder, ignore_errors=True)
