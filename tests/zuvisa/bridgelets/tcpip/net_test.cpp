@@ -1,4 +1,5 @@
-// Receives under a deadline and a cancel flag, for each way a receive can wait.
+// Receives under a deadline and a cancel flag, for each way a receive can wait; IPv6 hosts for
+// every protocol.
 #include "zuvisa/bridgelets/tcpip/net.h"
 
 #include <gtest/gtest.h>
@@ -105,3 +106,47 @@ TEST(Net, AReceiveThatWaitsGetsWhatArrivesLaterAndTheEndOfTheStream) {
 }
 
 }  // namespace
+
+namespace zuvisa::testing {
+namespace {
+
+bool loopbackV6() {
+    Fd probe;
+    uint16_t port = 0;
+    std::string why;
+    return listenTcp("::1", 0, &probe, &port, &why) == VI_SUCCESS;
+}
+
+TEST(Ipv6, EveryProtocolReachesAnIpv6HostAndServiceRequestsCome) {
+    if (!loopbackV6()) GTEST_SKIP() << "this machine has no IPv6 loopback (::1)";
+    zusimd::Options o;
+    o.address = "::1";
+    Zusimd sim(o);
+    TempConfig config(lanConfig(sim.portmapperPort()));
+    ViSession rm = 0;
+    ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS);
+    for (const std::string& name : {sim.socketName(), sim.vxi11Name(), sim.hislipName()}) {
+        ASSERT_EQ(name.rfind("TCPIP0::[::1]::", 0), 0u) << name;
+        ViSession vi = 0;
+        ASSERT_EQ(viOpen(rm, name.c_str(), VI_NULL, 0, &vi), VI_SUCCESS) << name;
+        viSetAttribute(vi, VI_ATTR_TERMCHAR_EN, VI_TRUE);
+        ASSERT_EQ(send(vi, "*IDN?\n"), VI_SUCCESS) << name;
+        EXPECT_EQ(receive(vi, 200).second, kIdn) << name;
+        viClose(vi);
+    }
+    // HiSLIP's service requests come on its own asynchronous channel, whatever the address
+    // family (VXI-11's interrupt channel can name only an IPv4 host).
+    ViSession vi = 0;
+    ASSERT_EQ(viOpen(rm, sim.hislipName().c_str(), VI_NULL, 0, &vi), VI_SUCCESS);
+    ASSERT_EQ(viEnableEvent(vi, VI_EVENT_SERVICE_REQ, VI_QUEUE, VI_NULL), VI_SUCCESS);
+    ASSERT_EQ(send(vi, "*ESE 1;*SRE 32\n"), VI_SUCCESS);
+    ASSERT_EQ(send(vi, "INIT\n"), VI_SUCCESS);
+    ViEventType type = 0;
+    ViEvent ev = 0;
+    EXPECT_EQ(viWaitOnEvent(vi, VI_EVENT_SERVICE_REQ, 3000, &type, &ev), VI_SUCCESS);
+    viClose(ev);
+    viClose(rm);
+}
+
+}  // namespace
+}  // namespace zuvisa::testing

@@ -68,7 +68,7 @@ class Zusimd {
     int portmapperPort() const {
         std::smatch m;
         for (const std::string& l : lines_) {
-            if (std::regex_search(l, m, std::regex("portmapper on [^:]+:([0-9]+)")))
+            if (std::regex_search(l, m, std::regex("portmapper on \\S+:([0-9]+)")))
                 return std::stoi(m[1]);
         }
         return 0;
