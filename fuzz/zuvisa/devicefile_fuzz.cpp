@@ -25,7 +25,7 @@ void exercise(zuvisa::Link& link) {
     ViByte buf[64];
     link.read(buf, sizeof buf, zuvisa::ReadOptions{}, now, &done);
     ViUInt32 response = 0;
-    link.vxiCommandQuery(VI_VXI_CMD16_RESP16, 0xDFFF, &response);
+    link.vxiCommandQuery(VI_VXI_CMD16_RESP16, 0xDFFF, &response, now);
     static const ViByte commands[] = {0x3F, 0x5F, 0x40, 0x25, 0x14, 0x08};
     link.gpibCommand(commands, sizeof commands, &done);
     link.assertTrigger(VI_TRIG_PROT_DEFAULT);

@@ -23,7 +23,7 @@ using namespace std::chrono;
 // The largest message we take, and announce.
 constexpr uint64_t kMaxMessage = 1u << 20;
 
-struct Session : EventSink {
+struct Session final : EventSink {
     uint16_t id = 0;
     const Served* served = nullptr;
     std::mutex use;  // the instrument's link, for both channels

@@ -29,7 +29,7 @@ struct IntrChannel {
     Fd fd;
 };
 
-struct CoreLink : EventSink {
+struct CoreLink final : EventSink {
     const Served* served = nullptr;
     int32_t lid = 0;
     std::atomic<bool> abort{false};
