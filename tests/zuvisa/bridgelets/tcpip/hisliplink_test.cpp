@@ -105,13 +105,7 @@ TEST_F(HislipLink, AnswersQueueInOverlappedModeAndStaleOnesGoInSynchronizedMode)
 
 TEST_F(HislipLink, ServiceRequestsArriveOnTheAsyncChannel) {
     ViSession vi = open(sim.hislipName());
-    ASSERT_EQ(viEnableEvent(vi, VI_EVENT_SERVICE_REQ, VI_QUEUE, VI_NULL), VI_SUCCESS);
-    ASSERT_EQ(send(vi, "*ESE 1;*SRE 32\n"), VI_SUCCESS);
-    ASSERT_EQ(send(vi, "INIT\n"), VI_SUCCESS);
-    ViEventType type = 0;
-    ViEvent ev = 0;
-    ASSERT_EQ(viWaitOnEvent(vi, VI_EVENT_SERVICE_REQ, 3000, &type, &ev), VI_SUCCESS);
-    viClose(ev);
+    ASSERT_EQ(serviceRequestComes(vi), VI_SUCCESS);
     ViUInt16 stb = 0;
     EXPECT_EQ(viReadSTB(vi, &stb), VI_SUCCESS);
     EXPECT_EQ(stb & 0x40, 0x40);

@@ -138,13 +138,7 @@ TEST(Ipv6, EveryProtocolReachesAnIpv6HostAndServiceRequestsCome) {
     // family (VXI-11's interrupt channel can name only an IPv4 host).
     ViSession vi = 0;
     ASSERT_EQ(viOpen(rm, sim.hislipName().c_str(), VI_NULL, 0, &vi), VI_SUCCESS);
-    ASSERT_EQ(viEnableEvent(vi, VI_EVENT_SERVICE_REQ, VI_QUEUE, VI_NULL), VI_SUCCESS);
-    ASSERT_EQ(send(vi, "*ESE 1;*SRE 32\n"), VI_SUCCESS);
-    ASSERT_EQ(send(vi, "INIT\n"), VI_SUCCESS);
-    ViEventType type = 0;
-    ViEvent ev = 0;
-    EXPECT_EQ(viWaitOnEvent(vi, VI_EVENT_SERVICE_REQ, 3000, &type, &ev), VI_SUCCESS);
-    viClose(ev);
+    EXPECT_EQ(serviceRequestComes(vi), VI_SUCCESS);
     viClose(rm);
 }
 

@@ -34,6 +34,20 @@ inline std::pair<ViStatus, std::string> receive(ViSession vi, ViUInt32 count) {
     return {st, text};
 }
 
+// Asks the LAN test instrument for a service request (operation complete after INIT) and
+// waits for the event; the status of the wait.
+inline ViStatus serviceRequestComes(ViSession vi) {
+    ViStatus st = viEnableEvent(vi, VI_EVENT_SERVICE_REQ, VI_QUEUE, VI_NULL);
+    if (st == VI_SUCCESS) st = send(vi, "*ESE 1;*SRE 32\n");
+    if (st == VI_SUCCESS) st = send(vi, "INIT\n");
+    if (st != VI_SUCCESS) return st;
+    ViEventType type = 0;
+    ViEvent ev = 0;
+    st = viWaitOnEvent(vi, VI_EVENT_SERVICE_REQ, 3000, &type, &ev);
+    if (st == VI_SUCCESS) viClose(ev);
+    return st;
+}
+
 // zusimd's three front ends on the LAN test file.
 class Zusimd {
   public:
