@@ -17,13 +17,13 @@
 #include "resources/rsrcrecord.h"
 #include "resources/search.h"
 #include "talmik_uir.h"
+#include "tests/support/talmikrun.h"
 #include "tests/support/tempdir.h"
 #include "uiruntime/testing/uitest.h"
 #include "visalib/visalib.h"
 
 namespace {
 
-std::string binFile(const char* name) { return std::string(std::getenv("TALMIK_BIN_DIR")) + "/" + name; }
 std::string benchFile(const char* name) { return std::string(TALMIK_TEST_DATA_DIR) + "/data/" + name; }
 
 std::string hostName() {
@@ -34,27 +34,12 @@ std::string hostName() {
 }
 
 // talmik in a program directory of its own, on ZU-VISA with a bench of the tests.
-class Browser : public ::testing::Test {
+class Browser : public TalmikRun {
 protected:
     void SetUp() override {
-        ASSERT_EQ(UiTest_Start(), 0);
-        UiTest_SetLoopTimeout(3000);
-        for (const char* file : {"talmik.uir", "visaio.uir", "ZUtalmik.hlp"})
-            std::filesystem::copy_file(binFile(file), dir.file(file));
-        UiTest_SetProjectDir(dir.path().c_str());
-        _ResetDirCache_();
-        setenv("TALMIK_VISA_LIBRARY", binFile("libzuvisa.so").c_str(), 1);
+        TalmikRun::SetUp();
         useBench("orders.yaml");
-        std::strcpy(appFindExpr, "?*");
-        firstCheck = 1;
         compName[0] = '\0';
-    }
-    void TearDown() override {
-        for (const std::string& f : UiTest_Failures()) ADD_FAILURE() << f;
-        VisaLib_Unload();
-        UiTest_Reset();
-        unsetenv("ZUVISA_CONFIG");
-        unsetenv("TALMIK_VISA_LIBRARY");
     }
     void useBench(const char* bench) {
         writeFile(dir.file("zuvisa.ini"), "[Bridgelets]\nsim = True\n[Simulation]\nFile1 = \"" + benchFile(bench) + "\"\n");
@@ -62,16 +47,7 @@ protected:
     }
     // Runs talmik; the check runs in its main loop, which then closes.
     void run(std::function<void()> check, const std::string& settings = "", short find = 1) {
-        writeFile(dir.file("talmik.ini"), settings);
-        bool ran = false;
-        UiTest_OnLoop([&] {
-            ran = true;
-            check();
-            UiTest_AnswerConfirm(1);  // sessions may be open
-            UiTest_ClosePanel(rsrcpanel);
-        });
-        EXPECT_EQ(talmik_main(find), 0);
-        EXPECT_TRUE(ran);
+        TalmikRun::run(std::move(check), settings, find);
         EXPECT_EQ(target, nullptr) << "the tree closes at exit";
         EXPECT_EQ(lpRsrcs, nullptr);
         EXPECT_EQ(nRsrcs, 0);
@@ -107,14 +83,6 @@ protected:
         GetMenuBarAttribute(GetPanelMenuBar(rsrcpanel), menuItem, ATTR_DIMMED, &value);
         return value;
     }
-    std::vector<std::string> messages() {
-        std::vector<std::string> out;
-        for (const UiTestPopup& p : UiTest_Popups())
-            if (p.kind == UITEST_MESSAGE) out.push_back(p.text);
-        return out;
-    }
-
-    TempDir dir;
 };
 
 TEST_F(Browser, ByConnection) {

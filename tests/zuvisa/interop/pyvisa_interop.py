@@ -14,18 +14,9 @@ import pyvisa
 from pyvisa import constants
 from pyvisa.errors import VisaIOError
 
-passed = 0
-failed = 0
+import lan_peers as peers  # noqa: E402 - one way of counting and printing checks for every peer test
 
-
-def check(name, condition, detail=""):
-    global passed, failed
-    if condition:
-        passed += 1
-        print("ok   " + name)
-    else:
-        failed += 1
-        print("FAIL " + name + (": " + str(detail) if detail else ""))
+check = peers.check
 
 
 def formatted_io(rm, session):
@@ -182,8 +173,8 @@ def main():
     except Exception:
         check("a closed session is refused", True)
     rm.close()
-    print("%d passed, %d failed" % (passed, failed))
-    return 1 if failed else 0
+    print("%d passed, %d failed" % (peers.passed, peers.failed))
+    return 1 if peers.failed else 0
 
 
 if __name__ == "__main__":

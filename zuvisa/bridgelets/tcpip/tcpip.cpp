@@ -29,6 +29,20 @@ bool parseNumber(const std::string& v, long lo, long hi, long* out) {
     return true;
 }
 
+// Resources by name, each on its LAN interface.
+void listAll(const std::vector<std::string>& names, std::vector<ResourceInfo>& out) {
+    for (const std::string& name : names) {
+        ResourceInfo info;
+        info.name = name;
+        ResourceName n;
+        if (parseResourceName(name, &n) == VI_SUCCESS) {
+            info.texts.emplace_back(VI_ATTR_INTF_INST_NAME,
+                                    "TCPIP" + std::to_string(n.board) + " (LAN)");
+        }
+        out.push_back(std::move(info));
+    }
+}
+
 }  // namespace
 
 Config readSettings(const std::vector<std::pair<std::string, std::string>>& items) {
@@ -78,23 +92,6 @@ TcpipBridgelet::TcpipBridgelet(Config c, std::function<void(int, const std::stri
       discoverer_(std::make_unique<Discoverer>(config_.discovery)) {}
 
 TcpipBridgelet::~TcpipBridgelet() = default;
-
-namespace {
-
-void listAll(const std::vector<std::string>& names, std::vector<ResourceInfo>& out) {
-    for (const std::string& name : names) {
-        ResourceInfo info;
-        info.name = name;
-        ResourceName n;
-        if (parseResourceName(name, &n) == VI_SUCCESS) {
-            info.texts.emplace_back(VI_ATTR_INTF_INST_NAME,
-                                    "TCPIP" + std::to_string(n.board) + " (LAN)");
-        }
-        out.push_back(std::move(info));
-    }
-}
-
-}  // namespace
 
 void TcpipBridgelet::enumerate(std::vector<ResourceInfo>& out) {
     listAll(discoverer_->resources(), out);

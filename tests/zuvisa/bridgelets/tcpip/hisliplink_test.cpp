@@ -15,20 +15,7 @@ namespace {
 using namespace std::chrono;
 using namespace zuvisa::tcpip;
 
-class HislipLink : public ::testing::Test {
-  protected:
-    void SetUp() override { ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS); }
-    void TearDown() override { viClose(rm); }
-    ViSession open(const std::string& name) {
-        ViSession vi = 0;
-        EXPECT_EQ(viOpen(rm, name.c_str(), VI_NULL, 0, &vi), VI_SUCCESS) << name;
-        return vi;
-    }
-
-    Zusimd sim;
-    TempConfig config{lanConfig(sim.portmapperPort())};
-    ViSession rm = 0;
-};
+class HislipLink : public LanLinkTest {};
 
 TEST_F(HislipLink, MessagesStatusClearTriggerAndRemote) {
     ViSession vi = open(sim.hislipName());
@@ -105,10 +92,7 @@ TEST_F(HislipLink, AnswersQueueInOverlappedModeAndStaleOnesGoInSynchronizedMode)
 
 TEST_F(HislipLink, ServiceRequestsArriveOnTheAsyncChannel) {
     ViSession vi = open(sim.hislipName());
-    ASSERT_EQ(serviceRequestComes(vi), VI_SUCCESS);
-    ViUInt16 stb = 0;
-    EXPECT_EQ(viReadSTB(vi, &stb), VI_SUCCESS);
-    EXPECT_EQ(stb & 0x40, 0x40);
+    expectServiceRequestWithRqs(vi);
     viClose(vi);
 }
 

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <regex>
 #include <string>
@@ -147,6 +148,59 @@ inline void staySilent(int fd, const std::atomic<bool>& stop) {
         pollfd p{fd, POLLIN, 0};
         if (::poll(&p, 1, 20) > 0 && ::recv(fd, buf, sizeof buf, 0) <= 0) return;
     }
+}
+
+// A resource manager on a ZU-VISA configuration that reaches an in-process zusimd.
+class LanLinkTest : public ::testing::Test {
+  protected:
+    explicit LanLinkTest(zusimd::Options o = {}) : sim(o), config(lanConfig(sim.portmapperPort())) {}
+    void SetUp() override { ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS); }
+    void TearDown() override { viClose(rm); }
+    ViSession open(const std::string& name) {
+        ViSession vi = 0;
+        EXPECT_EQ(viOpen(rm, name.c_str(), VI_NULL, 0, &vi), VI_SUCCESS) << name;
+        return vi;
+    }
+
+    Zusimd sim;
+    TempConfig config;
+    ViSession rm = 0;
+};
+
+// A service request asked for and come (serviceRequestComes), and the status byte's RQS bit.
+inline void expectServiceRequestWithRqs(ViSession vi) {
+    ASSERT_EQ(serviceRequestComes(vi), VI_SUCCESS);
+    ViUInt16 stb = 0;
+    EXPECT_EQ(viReadSTB(vi, &stb), VI_SUCCESS);
+    EXPECT_EQ(stb & 0x40, 0x40);
+}
+
+// An asynchronous read that nothing answers, terminated 100 ms after it started: the status its
+// completion event carries, and how long after viTerminate the event came.
+struct TerminatedRead {
+    ViStatus status = VI_SUCCESS;
+    std::chrono::steady_clock::duration took{};
+};
+inline TerminatedRead terminateAWaitingRead(ViSession vi, ViUInt32 eventWaitMs) {
+    using namespace std::chrono;
+    TerminatedRead r;
+    EXPECT_EQ(viSetAttribute(vi, VI_ATTR_TMO_VALUE, 10000), VI_SUCCESS);
+    EXPECT_EQ(viEnableEvent(vi, VI_EVENT_IO_COMPLETION, VI_QUEUE, VI_NULL), VI_SUCCESS);
+    static char buf[16];
+    ViJobId job = 0;
+    EXPECT_GE(viReadAsync(vi, reinterpret_cast<ViPBuf>(buf), sizeof buf, &job), VI_SUCCESS);
+    std::this_thread::sleep_for(milliseconds(100));
+    auto t0 = steady_clock::now();
+    EXPECT_EQ(viTerminate(vi, VI_NULL, job), VI_SUCCESS);
+    ViEvent ev = 0;
+    ViEventType type = 0;
+    r.status = viWaitOnEvent(vi, VI_EVENT_IO_COMPLETION, eventWaitMs, &type, &ev);
+    if (r.status == VI_SUCCESS) {
+        viGetAttribute(ev, VI_ATTR_STATUS, &r.status);
+        viClose(ev);
+    }
+    r.took = steady_clock::now() - t0;
+    return r;
 }
 
 }  // namespace zuvisa::testing

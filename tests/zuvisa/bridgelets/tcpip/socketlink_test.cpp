@@ -15,22 +15,11 @@ namespace {
 
 using namespace std::chrono;
 
-class SocketLink : public ::testing::Test {
+class SocketLink : public LanLinkTest {
   protected:
-    void SetUp() override { ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS); }
-    void TearDown() override { viClose(rm); }
-    ViSession open(const std::string& name) {
-        ViSession vi = 0;
-        EXPECT_EQ(viOpen(rm, name.c_str(), VI_NULL, 0, &vi), VI_SUCCESS) << name;
-        return vi;
-    }
     static std::string local(uint16_t port) {
         return "TCPIP0::127.0.0.1::" + std::to_string(port) + "::SOCKET";
     }
-
-    Zusimd sim;
-    TempConfig config{lanConfig(sim.portmapperPort())};
-    ViSession rm = 0;
 };
 
 TEST_F(SocketLink, ReadsEndOnTermCharCountOrWhatArrived) {
@@ -221,22 +210,9 @@ TEST_F(SocketLink, OpenFailuresSayWhy) {
 TEST_F(SocketLink, TerminateAbandonsAWaitingRead) {
     FakeServer silent([&](int fd) { staySilent(fd, silent.stopping()); });
     ViSession vi = open(local(silent.port()));
-    ASSERT_EQ(viSetAttribute(vi, VI_ATTR_TMO_VALUE, 10000), VI_SUCCESS);
-    ASSERT_EQ(viEnableEvent(vi, VI_EVENT_IO_COMPLETION, VI_QUEUE, VI_NULL), VI_SUCCESS);
-    char buf[16];
-    ViJobId job = 0;
-    ASSERT_GE(viReadAsync(vi, reinterpret_cast<ViPBuf>(buf), sizeof buf, &job), VI_SUCCESS);
-    std::this_thread::sleep_for(milliseconds(100));
-    auto t0 = steady_clock::now();
-    ASSERT_EQ(viTerminate(vi, VI_NULL, job), VI_SUCCESS);
-    ViEvent ev = 0;
-    ViEventType type = 0;
-    ASSERT_EQ(viWaitOnEvent(vi, VI_EVENT_IO_COMPLETION, 2000, &type, &ev), VI_SUCCESS);
-    ViStatus st = 0;
-    viGetAttribute(ev, VI_ATTR_STATUS, &st);
-    EXPECT_EQ(st, VI_ERROR_ABORT);
-    EXPECT_LT(steady_clock::now() - t0, milliseconds(1000));
-    viClose(ev);
+    TerminatedRead r = terminateAWaitingRead(vi, 2000);
+    EXPECT_EQ(r.status, VI_ERROR_ABORT);
+    EXPECT_LT(r.took, milliseconds(1000));
     viClose(vi);
 }
 

@@ -16,20 +16,9 @@ namespace {
 using namespace std::chrono;
 using namespace zuvisa::tcpip;
 
-class Vxi11Link : public ::testing::Test {
+class Vxi11Link : public LanLinkTest {
   protected:
-    explicit Vxi11Link(zusimd::Options o = {}) : sim(o), config(lanConfig(sim.portmapperPort())) {}
-    void SetUp() override { ASSERT_EQ(viOpenDefaultRM(&rm), VI_SUCCESS); }
-    void TearDown() override { viClose(rm); }
-    ViSession open(const std::string& name) {
-        ViSession vi = 0;
-        EXPECT_EQ(viOpen(rm, name.c_str(), VI_NULL, 0, &vi), VI_SUCCESS) << name;
-        return vi;
-    }
-
-    Zusimd sim;
-    TempConfig config;
-    ViSession rm = 0;
+    explicit Vxi11Link(zusimd::Options o = {}) : LanLinkTest(o) {}
 };
 
 TEST_F(Vxi11Link, MessagesStatusTriggerClearAndRemote) {
@@ -59,10 +48,7 @@ TEST_F(Vxi11Link, MessagesStatusTriggerClearAndRemote) {
 
 TEST_F(Vxi11Link, ServiceRequestsComeBackOverTheInterruptChannel) {
     ViSession vi = open(sim.vxi11Name());
-    ASSERT_EQ(serviceRequestComes(vi), VI_SUCCESS);
-    ViUInt16 stb = 0;
-    EXPECT_EQ(viReadSTB(vi, &stb), VI_SUCCESS);
-    EXPECT_EQ(stb & 0x40, 0x40);
+    expectServiceRequestWithRqs(vi);
     viClose(vi);
 }
 
@@ -88,22 +74,9 @@ TEST_F(Vxi11Link, LocksHoldAcrossClientsOfTheInstrument) {
 
 TEST_F(Vxi11Link, TerminateAbortsAReadOverTheAbortChannel) {
     ViSession vi = open(sim.vxi11Name());
-    ASSERT_EQ(viSetAttribute(vi, VI_ATTR_TMO_VALUE, 10000), VI_SUCCESS);
-    ASSERT_EQ(viEnableEvent(vi, VI_EVENT_IO_COMPLETION, VI_QUEUE, VI_NULL), VI_SUCCESS);
-    char buf[16];
-    ViJobId job = 0;
-    ASSERT_GE(viReadAsync(vi, reinterpret_cast<ViPBuf>(buf), sizeof buf, &job), VI_SUCCESS);
-    std::this_thread::sleep_for(milliseconds(100));
-    auto t0 = steady_clock::now();
-    ASSERT_EQ(viTerminate(vi, VI_NULL, job), VI_SUCCESS);
-    ViEvent ev = 0;
-    ViEventType type = 0;
-    ASSERT_EQ(viWaitOnEvent(vi, VI_EVENT_IO_COMPLETION, 3000, &type, &ev), VI_SUCCESS);
-    ViStatus st = 0;
-    viGetAttribute(ev, VI_ATTR_STATUS, &st);
-    EXPECT_EQ(st, VI_ERROR_ABORT);
-    EXPECT_LT(steady_clock::now() - t0, milliseconds(1500));
-    viClose(ev);
+    TerminatedRead r = terminateAWaitingRead(vi, 3000);
+    EXPECT_EQ(r.status, VI_ERROR_ABORT);
+    EXPECT_LT(r.took, milliseconds(1500));
     // The link goes on: the interrupted reply is not taken for the next one.
     ASSERT_EQ(send(vi, "*IDN?\n"), VI_SUCCESS);
     EXPECT_EQ(receive(vi, 200).second, kIdn);
